@@ -1,0 +1,102 @@
+// The buffered file layer: a fixed table of file slots, one buffer per open file allocated on
+// first use, line reads with a choice of line-end treatments, writes with LF to CR LF expansion.
+// Files are named by slot number.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace mandrel {
+
+using BufFile = int;  // a slot number; -1 = none
+inline constexpr BufFile kNoBufFile = -1;
+
+enum BufTextFlags : int {
+    BF_CRLF_READ = 1,     // reading puts a CR before an LF that follows no CR
+    BF_CRLF_WRITE = 2,    // writing does the same (only with BF_TEXT)
+    BF_TEXT = 4,          // a block read adds a terminating zero
+    BF_CR_ENDS_LINE = 8,  // with BF_TEXT: a lone CR ends a line; the LF after it is skipped
+};
+
+enum class BufOpenMode {
+    Read,          // read, share read, open existing
+    CreateAlways,  // write, share read, create always
+};
+enum class BufSeekOrigin { Begin, Current, End };
+
+class BufFileTable {
+public:
+    BufFileTable() = default;
+    BufFileTable(const BufFileTable&) = delete;
+    BufFileTable& operator=(const BufFileTable&) = delete;
+    ~BufFileTable();
+
+    // slotCount 0..63 is used as given (else 40); bufferSize 512..32768 (else 8192).
+    // 0 = ready (also when already made), 1 = the table could not be made.
+    int BufFileInit(int slotCount, unsigned bufferSize);
+    // Frees the table; files still open are closed by the system.
+    int BufFileShutdown();
+
+    // The lowest free slot with the file opened, or -1 (LastError tells why).
+    BufFile BufFileOpen(std::string_view name, BufOpenMode mode, int textFlags);
+    // True when the buffered data reached the file and the file was closed cleanly.
+    bool BufFileClose(BufFile slot);
+
+    // Reads one line into dst (at most size - 1 characters, then a zero; with BF_CRLF_READ one
+    // added CR on top). Characters taken, 0 at end of file, -1 on a read error.
+    int BufFileReadLine(BufFile slot, char* dst, int size);
+    // Reads up to size bytes (a text-mode read adds a zero after them). Bytes taken, -1 on error.
+    long BufFileRead(BufFile slot, char* dst, long size);
+    // Characters written (added CRs not counted); -1 when the first buffer cannot be had.
+    long BufFileWriteString(BufFile slot, std::string_view text);
+    long BufFileWrite(BufFile slot, std::string_view data);
+    // Bytes handed to the system, 0 when the buffer was empty, -1 on error.
+    long BufFileFlush(BufFile slot);
+    void BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origin);
+    // The file's size as the system reports it, -1 when it cannot be had.
+    int64_t BufFileSize(BufFile slot) const;
+
+    // The system error code of the last failed operation.
+    int LastError() const { return lastError_; }
+    int SlotCount() const { return static_cast<int>(slots_.size()); }
+    unsigned BufferSize() const { return bufferSize_; }
+    bool Initialised() const { return initialised_; }
+    // 0 good, 1 end of file met, 2 error.
+    int Status(BufFile slot) const;
+    const std::string& Name(BufFile slot) const;
+
+private:
+    struct FileCloser {
+        void operator()(std::FILE* file) const;
+    };
+    struct Slot {
+        std::unique_ptr<std::FILE, FileCloser> file;
+        std::unique_ptr<char[]> buffer;
+        std::size_t position = 0;  // next byte to read or free byte to write
+        std::size_t count = 0;     // reading: bytes unread; writing: bytes waiting
+        int mode = 0;              // 1 read, 2 write
+        int status = 0;
+        int flags = 0;
+        int lastOperation = 0;  // 8 read, 4 write
+        int previousRead = -1;
+        int previousWritten = -1;
+        std::string name;
+    };
+
+    Slot* Valid(BufFile slot);
+    const Slot* Valid(BufFile slot) const;
+    bool EnsureBuffer(Slot& slot);
+    int Refill(Slot& slot);
+    long WriteBytes(Slot& slot, std::string_view data);
+
+    std::vector<Slot> slots_;
+    unsigned bufferSize_ = 0;
+    bool initialised_ = false;
+    int lastError_ = 0;
+};
+
+}  // namespace mandrel

@@ -1,0 +1,57 @@
+#include "core/ui_port.h"
+
+#include <cstring>
+
+#include "core/format.h"
+
+namespace mandrel {
+
+int ShowMessage(UiPort& ui, int style, const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    const std::string text = FormatV(format, args);
+    va_end(args);
+    return ui.Message(style, text);
+}
+
+int ShowSystemError(UiPort& ui, int errorCode, int style, const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    std::string text = FormatV(format, args);
+    va_end(args);
+    text += "\r\n";
+    text += SystemErrorText(errorCode);
+    return ui.Message(style, text);
+}
+
+void ShowStatus(UiPort& ui, const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    const std::string text = FormatV(format, args);
+    va_end(args);
+    ui.Status(text);
+}
+
+void SetProgress(UiPort& ui, int position) {
+    ui.Progress(position);
+}
+
+void PumpMessages(UiPort& ui, int count) {
+    if (count > 0) {
+        ui.Pump(count);
+    }
+}
+
+void SetBusyCursor(UiPort& ui) {
+    ui.BusyCursor(true);
+}
+void RestoreCursor(UiPort& ui) {
+    ui.BusyCursor(false);
+}
+
+std::string SystemErrorText(int errorCode) {
+    // Single-threaded program: strerror's shared buffer is not contended.
+    return std::strerror(errorCode);  // NOLINT(concurrency-mt-unsafe)
+}
+
+}  // namespace mandrel

@@ -1,0 +1,568 @@
+#include "encode/encode_driver.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <limits>
+#include <new>
+#include <vector>
+
+#include "core/app_state.h"
+#include "core/format.h"
+#include "core/text_util.h"
+#include "encode/binhex_encoder.h"
+#include "encode/line_encoder.h"
+#include "encode/part_headers.h"
+#include "encode/part_trailers.h"
+#include "shell/job_status.h"
+#include "shell/output_files.h"
+
+namespace mandrel {
+
+bool OutputBlock::Allocate(std::size_t capacity) {
+    Free();
+    try {
+        // Not zero-filled: pages are touched only as the text is written.
+        data_ = std::make_unique_for_overwrite<char[]>(capacity + 1);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    capacity_ = capacity;
+    data_[0] = '\0';
+    return true;
+}
+
+void OutputBlock::Free() {
+    data_.reset();
+    capacity_ = 0;
+    used_ = 0;
+}
+
+void OutputBlock::Append(std::string_view text) {
+    std::copy(text.begin(), text.end(), data_.get() + used_);
+    used_ += text.size();
+    data_[used_] = '\0';
+}
+
+void AppendOutput(AppState& app, std::string_view text) {
+    OutputBlock& block = app.encode.OutputBuffer;
+    if (block.Used() + text.size() >= block.Capacity()) {
+        ShowMessage(app.ui, kMbStop, "Corrupted Encoding!");
+        block.Rewind();
+        if (text.size() >= block.Capacity()) {
+            return;
+        }
+    }
+    block.Append(text);
+}
+
+int HeaderSizeEstimate(const AppState& app, int format) {
+    const int e = app.config.eollength;
+    int base = 0;
+    switch (format) {
+        case 3:
+            if (app.job.EncodingIndex == kEncodingMIME) {
+                base = 4 * e + 111;
+            } else if (app.job.EncodingIndex == kEncodingBinHex) {
+                base = 9 * e + 306;
+            } else {
+                base = 23;
+            }
+            break;
+        case 4:
+            base = 27;
+            break;
+        case 5:
+            base = 48;
+            break;
+        case 6:
+            base = e + 90;
+            break;
+        case 7:
+            base = e + 95;
+            break;
+        case 8:
+            base = 29;
+            break;
+        case 9:
+            base = 96;
+            break;
+        case 10:
+            base = 275;
+            break;
+        case 11:
+            base = 145;
+            break;
+        case 12:
+            base = 125;
+            break;
+        case 13:
+            base = 53;
+            break;
+        case 14:
+            base = e + 66;
+            break;
+        case 16:
+            base = 67;
+            break;
+        case 17:
+            base = 5 * e + 174;
+            break;
+        case 20:
+            base = 0;
+            break;
+        default:
+            return 0;
+    }
+    return base + e;
+}
+
+int TrailerSizeEstimate(const AppState& app, int format) {
+    const int e = app.config.eollength;
+    int base = 0;
+    switch (format) {
+        case 3:
+            base = app.job.EncodingIndex == kEncodingBinHex ? 2 * e + 26
+                   : app.job.EncodingIndex == kEncodingMIME ? 0
+                                                            : 3;
+            break;
+        case 4:
+            base = 25;
+            break;
+        case 5:
+            base = 38;
+            break;
+        case 6:
+            base = 3;
+            break;
+        case 7:
+            base = 61;
+            break;
+        case 8:
+            base = 3;
+            break;
+        case 9:
+            base = 61;
+            break;
+        case 10:
+            base = 400;
+            break;
+        case 11:
+            base = 59;
+            break;
+        case 12:
+            base = 61;
+            break;
+        case 13:
+            base = 53;
+            break;
+        case 14:
+            base = 27;
+            break;
+        case 16:
+            base = 65;
+            break;
+        case 17:
+            base = e;
+            break;
+        case 20:
+            base = 0;
+            break;
+        default:
+            return 0;
+    }
+    int estimate = base + e;
+    if (app.config.encodechecksum != 0) {
+        estimate += e + 57;
+    }
+    return estimate;
+}
+
+std::string BuildOutputName(const AppState& app, std::string_view inputPath, int encoding, int part,
+                            int total) {
+    if (app.job.EncodeToClipboard) {
+        return "the Clipboard";
+    }
+    if (app.job.EncodeToMail) {
+        const auto count = static_cast<unsigned>(app.job.Recipients.size());
+        return Format("%u E-mail Recipient%s", count, count == 1 ? "" : "s");
+    }
+    const std::string_view extension = ExtensionForEncoding(encoding);
+    const std::string& given = app.job.CommandLineOutputName;
+    if (part == 1 && total == 1) {
+        if (!given.empty()) {
+            return given;
+        }
+        std::string name(inputPath);
+        const std::size_t nameStart = name.rfind('/') + 1;  // npos + 1 == 0
+        const std::size_t dot = name.rfind('.');
+        if (dot != std::string::npos && dot >= nameStart) {
+            name.resize(dot);
+        }
+        return name + std::string(extension);
+    }
+    std::string name = given.empty() ? std::string(inputPath) : given;
+    const std::size_t nameStart = name.rfind('/') + 1;
+    constexpr std::size_t kMostScanned = 250;
+    std::size_t cut = nameStart;
+    while (cut < name.size() && cut - nameStart < kMostScanned && name[cut] != '.') {
+        ++cut;
+    }
+    name.resize(cut);
+    return name + Format("%d%.*s", part, static_cast<int>(extension.size()), extension.data());
+}
+
+namespace {
+
+// One call of EncodeFile: the input, the sizes and the clean-up every failure shares.
+class EncodeRun {
+public:
+    EncodeRun(AppState& app, BufFile input, int interactive)
+        : app_(app), job_(app.encode), input_(input), interactive_(interactive) {}
+
+    int Run();
+
+private:
+    int Size();
+    int StartPart();
+    int DeliverPart();
+    int WriteToFile(bool close);
+    int FinalDelivery();
+    int EncodeBlock(std::span<const unsigned char> block);
+    void ShowProgress(std::size_t count);
+    void EncodeZeroLengthLine();
+    // Abandons the job: closes everything, deletes the parts written, frees the block.
+    int Abandon(int result);
+    std::string InputName() const { return std::string(FileNamePart(app_.job.JobInputPath)); }
+
+    AppState& app_;
+    EncodeJob& job_;
+    BufFile input_;
+    int interactive_;
+    std::vector<unsigned char> staged_;
+};
+
+int EncodeRun::Abandon(int result) {
+    if (input_ != kNoBufFile) {
+        app_.files.BufFileClose(input_);
+        input_ = kNoBufFile;
+    }
+    if (job_.outputFile != kNoBufFile) {
+        app_.files.BufFileClose(job_.outputFile);
+    }
+    job_.outputFile = kNoBufFile;
+    job_.outputOpen = false;
+    DeletePartFiles(app_.parts);
+    job_.OutputBuffer.Free();
+    return result;
+}
+
+int EncodeRun::Size() {
+    const int format = app_.job.CurrentFileFormat;
+    const uint64_t overhead = static_cast<uint64_t>(HeaderSizeEstimate(app_, format)) +
+                              static_cast<uint64_t>(TrailerSizeEstimate(app_, format));
+    const uint64_t size = job_.InputSize;
+    uint64_t total = 1;
+    uint64_t capacity = 0;
+    if (format == kFormatSingleFile || app_.job.EncodingIndex == kEncodingMIME ||
+        app_.job.EncodingIndex == kEncodingBinHex || app_.job.EncodeToClipboard) {
+        capacity = (size + 44) / 45 * 63 + 2000;
+    } else {
+        // The stored size and the line count are 32-bit numbers; a size below the overhead
+        // wraps round exactly as the stored arithmetic does.
+        const uint32_t lines = (static_cast<uint32_t>(app_.config.encodeoutputsize) -
+                                static_cast<uint32_t>(overhead) + 62U) /
+                               63U;
+        job_.linesPerPart = std::max<uint32_t>(lines, 1U);
+        const uint64_t perPart = static_cast<uint64_t>(job_.linesPerPart) * 45U;
+        total = size == 0 ? 1 : (size - 1 + perPart) / perPart;
+        capacity = static_cast<uint64_t>(job_.linesPerPart) * 63U + 1000U;
+    }
+    job_.totalParts = static_cast<int32_t>(std::min<uint64_t>(total, INT32_MAX));
+    app_.parts.JobPartCount = job_.totalParts;
+    if (total > static_cast<uint64_t>(MAX_PARTS)) {
+        ShowMessage(app_.ui, kMbStop,
+                    "Too Many Output Parts for %s with\r\nSize %ld and Output Limit of "
+                    "%ld\r\nMaximum Parts %d; Required Parts %d.",
+                    app_.job.JobInputPath.c_str(), static_cast<long>(job_.InputSize),
+                    static_cast<long>(app_.config.encodeoutputsize), MAX_PARTS, job_.totalParts);
+        return Abandon(kResultReported);
+    }
+    if (!job_.OutputBuffer.Allocate(capacity)) {
+        ShowSystemError(app_.ui, ENOMEM, kMbStop,
+                        "No Memory for Encoding (needed %lul bytes) because",
+                        static_cast<unsigned long>(capacity));
+        return Abandon(kResultReported);
+    }
+    return kResultDone;
+}
+
+int EncodeRun::StartPart() {
+    job_.OutputBuffer.Rewind();
+    ++job_.part;
+    const int p = job_.part;
+    JobState& job = app_.job;
+    if (!job_.outputOpen) {
+        job.JobOutputPath =
+            BuildOutputName(app_, job.JobInputPath, job.EncodingIndex, p, job_.totalParts);
+        if (!job.EncodeToClipboard && !job.EncodeToMail) {
+            const int ask = interactive_ == 1 && job_.totalParts == 1 ? 1 : 0;
+            const BufFile output = MakeOutFile(app_, job.JobOutputPath, kDirectionEncode, ask);
+            if (output < 0) {
+                return Abandon(output);
+            }
+            job_.outputFile = output;
+        }
+        job_.outputOpen = true;
+    }
+    PartRecord& row = app_.parts.rows[static_cast<std::size_t>(p - 1)];
+    row.partNumber = p;
+    if (job_.outputFile != kNoBufFile) {
+        row.fileName = std::string(FileNamePart(job.JobOutputPath));
+        row.directory = std::string(DirectoryPart(job.JobOutputPath));
+    }
+    app_.parts.current = p - 1;
+    ShowJobStatus(app_, kDirectionEncode, job.EncodingIndex, job.JobInputPath,
+                  std::string_view(job.JobOutputPath), p, job_.totalParts);
+    WritePartHeader(app_, job.JobInputPath, p, job_.totalParts);
+    job_.blocksInPart = 0;
+    return kResultDone;
+}
+
+int EncodeRun::WriteToFile(bool close) {
+    const std::string_view text = job_.OutputBuffer.Text();
+    const long written = app_.files.BufFileWrite(job_.outputFile, text);
+    bool ok = written == static_cast<long>(text.size());
+    if (close) {
+        ok = app_.files.BufFileClose(job_.outputFile) && ok;
+        job_.outputFile = kNoBufFile;
+        job_.outputOpen = false;
+    } else {
+        ok = app_.files.BufFileFlush(job_.outputFile) >= 0 && ok;
+    }
+    if (!ok) {
+        // A part that did not reach the disk whole is worth nothing: say so and remove it.
+        ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
+                        app_.job.JobOutputPath.c_str());
+        return Abandon(kResultReported);
+    }
+    return kResultDone;
+}
+
+MailMessage MakeMailMessage(const AppState& app) {
+    MailMessage message;
+    message.subject = app.encode.MailSubject;
+    message.noteText = std::string(app.encode.OutputBuffer.Text());
+    message.messageType = app.identity.internalName;
+    message.recipients = app.job.Recipients;
+    return message;
+}
+
+int EncodeRun::DeliverPart() {
+    if (app_.job.EncodeToMail) {
+        if (app_.ui.SendMail(MakeMailMessage(app_), interactive_ != 0) != 0) {
+            return Abandon(kResultReported);
+        }
+    } else if (job_.outputFile != kNoBufFile) {
+        if (const int result = WriteToFile(true); result != kResultDone) {
+            return result;
+        }
+    }
+    job_.outputOpen = false;
+    job_.outputFile = kNoBufFile;
+    job_.blocksInPart = 0;
+    job_.OutputBuffer.Rewind();
+    return kResultDone;
+}
+
+void EncodeRun::EncodeZeroLengthLine() {
+    std::array<char, kMaxLineLength + 2> line{};
+    const int n = EncodeLine(app_, {}, line.data());
+    if (n > 0) {
+        AppendOutput(app_, std::string_view(line.data(), static_cast<std::size_t>(n)));
+    }
+}
+
+void EncodeRun::ShowProgress(std::size_t count) {
+    job_.bytesRead += count;
+    if (job_.InputSize == 0) {
+        return;
+    }
+    const auto percent = static_cast<int>(job_.bytesRead * 100U / job_.InputSize);
+    if (percent != job_.lastPercent) {
+        job_.lastPercent = percent;
+        SetProgress(app_.ui, percent);
+    }
+}
+
+int EncodeRun::EncodeBlock(std::span<const unsigned char> block) {
+    if (app_.job.EncodingIndex == kEncodingBinHex) {
+        staged_.clear();
+        BinHexPutBlock(app_, block, staged_);
+        BinHex6Bit(app_, staged_);
+        return kResultDone;
+    }
+    std::array<char, kMaxLineLength + 2> line{};
+    const int n = EncodeLine(app_, block, line.data());
+    if (n > 0) {
+        AppendOutput(app_, std::string_view(line.data(), static_cast<std::size_t>(n)));
+    }
+    return kResultDone;
+}
+
+int EncodeRun::FinalDelivery() {
+    JobState& job = app_.job;
+    if (job.EncodeToClipboard) {
+        job.EncodeToClipboard = false;
+        job_.outputOpen = false;
+        const ClipboardResult put = app_.ui.PutClipboardText(std::string(job_.OutputBuffer.Text()));
+        job_.OutputBuffer.Free();
+        if (!put.ok) {
+            ShowSystemError(app_.ui, put.errorCode, kMbStop, "Can't %s Clipboard because\r\n",
+                            put.failedAction);
+            return kResultReported;
+        }
+        return kResultDone;
+    }
+    if (job.EncodeToMail) {
+        job_.outputOpen = false;
+        const int sent = app_.ui.SendMail(MakeMailMessage(app_), interactive_ != 0);
+        job_.OutputBuffer.Free();
+        return sent != 0 ? kResultReported : kResultDone;
+    }
+    int result = kResultDone;
+    if (job_.totalParts > 1 || job.FileCount <= 1 || job.FileIndex >= job.FileCount - 1) {
+        result = WriteToFile(true);
+    } else {
+        // Enclosures that fit in one part share one file: leave it open for the next one.
+        const std::string_view eol = EndOfLineString(app_.config);
+        for (int i = 0; i < 3; ++i) {
+            AppendOutput(app_, eol);
+        }
+        result = WriteToFile(false);
+    }
+    job_.OutputBuffer.Free();
+    return result;
+}
+
+int EncodeRun::Run() {
+    JobState& job = app_.job;
+    ClearPartTable(app_.parts);
+    SelectAlphabet(job_.CurrentAlphabet, app_.config.encodemethod);
+    job_.lastPercent = -1;
+    job_.bytesRead = 0;
+    job_.part = 0;
+    job_.linesPerPart = 0;
+    const int64_t size = app_.files.BufFileSize(input_);
+    if (job.EncodeToMail) {
+        interactive_ = 0;
+    }
+    job.CurrentFileFormat = app_.config.encodetype;
+    if (job.CurrentFileFormat == 0) {
+        return Abandon(kResultFailed);
+    }
+    if (const int index = EncodingIndexForMethod(app_.config.encodemethod); index != 0) {
+        job.EncodingIndex = index;
+    }
+    if (size < 0 || size > static_cast<int64_t>(std::numeric_limits<uint32_t>::max())) {
+        if (size < 0) {
+            ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Read Failure on %s because",
+                            job.JobInputPath.c_str());
+        } else {
+            ShowMessage(app_.ui, kMbStop,
+                        "%s is too large to encode: %lld bytes.\r\nThe encoded formats hold "
+                        "sizes of at most %lu bytes.",
+                        job.JobInputPath.c_str(), static_cast<long long>(size),
+                        static_cast<unsigned long>(std::numeric_limits<uint32_t>::max()));
+        }
+        return Abandon(kResultReported);
+    }
+    job_.InputSize = static_cast<uint32_t>(size);
+    if (job.EncodeToClipboard && job.FileCount - job.FileIndex >= 2) {
+        ShowMessage(app_.ui, kMbExclamation,
+                    "Encoding to Clipboard is not Supported for Multiple Enclosures.\r\nPlease "
+                    "Choose One File at a Time.");
+        return Abandon(kResultReported);
+    }
+    if (const int sized = Size(); sized != kResultDone) {
+        return sized;
+    }
+    job_.InputSum = 0;
+    job_.binhexHeaderPending = true;
+    if (!job.CommandLineOutputName.empty()) {
+        interactive_ = 0;
+    }
+    const int total = job_.totalParts;
+    const std::string name = InputName();
+    bool partOpen = false;
+    std::array<unsigned char, kBlockSize> block{};
+    long lastRead = 1;
+    while (lastRead > 0) {
+        if (job.CancelRequested) {
+            return Abandon(kResultAborted);
+        }
+        if (!partOpen) {
+            if (const int started = StartPart(); started != kResultDone) {
+                return started;
+            }
+            partOpen = true;
+        }
+        if (total > 1 && job_.blocksInPart > job_.linesPerPart) {
+            WritePartTrailer(app_, job_.part, total, name);
+            partOpen = false;
+            if (const int delivered = DeliverPart(); delivered != kResultDone) {
+                return delivered;
+            }
+            continue;
+        }
+        if (job.EncodingIndex == kEncodingBinHex && job_.binhexHeaderPending) {
+            job_.binhexHeaderPending = false;
+            BinHexWriteHeader(app_, MakeBinHexHeader(job.JobInputPath, job_.InputSize));
+        }
+        lastRead =
+            app_.files.BufFileRead(input_, reinterpret_cast<char*>(block.data()), kBlockSize);
+        if (lastRead < 0) {
+            ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Read Failure on %s because",
+                            job.JobInputPath.c_str());
+            return Abandon(kResultReported);
+        }
+        ShowProgress(static_cast<std::size_t>(lastRead));
+        if (lastRead > 0) {
+            EncodeBlock(
+                std::span<const unsigned char>(block.data(), static_cast<std::size_t>(lastRead)));
+        }
+        ++job_.blocksInPart;
+        PumpMessages(app_.ui, 4);
+    }
+    const bool lineEncoding = job.EncodingIndex == kEncodingUU || job.EncodingIndex == kEncodingXX;
+    if (job_.part == total && lineEncoding) {
+        EncodeZeroLengthLine();
+    }
+    WritePartTrailer(app_, job_.part, total, name);
+    SetProgress(app_.ui, 100);
+    if (total > job_.part) {
+        // The input ran out a part early: the announced last part still comes, holding its
+        // header, the zero-length line and its trailer.
+        if (const int delivered = DeliverPart(); delivered != kResultDone) {
+            return delivered;
+        }
+        if (const int started = StartPart(); started != kResultDone) {
+            return started;
+        }
+        EncodeZeroLengthLine();
+        WritePartTrailer(app_, job_.part, total, name);
+    }
+    app_.files.BufFileClose(input_);
+    input_ = kNoBufFile;
+    return FinalDelivery();
+}
+
+}  // namespace
+
+int EncodeFile(AppState& app, BufFile input, int interactive) {
+    EncodeRun run(app, input, interactive);
+    return run.Run();
+}
+
+}  // namespace mandrel

@@ -1,0 +1,67 @@
+// The state of the encode job, shared by the line encoders, the BinHex encoder, the driver and
+// the part headers and trailers.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "core/buf_file.h"
+#include "encode/alphabets.h"
+
+namespace mandrel {
+
+// The text of one part, collected in a block sized in advance.
+class OutputBlock {
+public:
+    // False when the memory cannot be had.
+    bool Allocate(std::size_t capacity);
+    void Free();
+    bool Allocated() const { return data_ != nullptr; }
+    std::size_t Capacity() const { return capacity_; }
+    std::size_t Used() const { return used_; }
+    void Rewind() { used_ = 0; }
+    // Room is the caller's business (AppendOutput checks it).
+    void Append(std::string_view text);
+    std::string_view Text() const { return {data_.get(), used_}; }
+
+private:
+    std::unique_ptr<char[]> data_;
+    std::size_t capacity_ = 0;
+    std::size_t used_ = 0;
+};
+
+struct BinHexEncoderState {
+    uint32_t BinHexCrc = 0;
+    int phase = 0;        // which byte of a three-byte group comes next
+    int pending = 0;      // 0 none; 1 or 2: a group was cut after its first or second byte
+    int pendingBits = 0;  // the high bits of the next character
+    int column = 0;       // characters on the current output line
+};
+
+struct EncodeJob {
+    int32_t totalParts = 0;
+    int32_t part = 0;           // current part, 1-based
+    uint32_t linesPerPart = 0;  // L
+    uint32_t blocksInPart = 0;
+    uint32_t InputSize = 0;
+    uint64_t bytesRead = 0;
+    int lastPercent = -1;
+    // Checksum counters of the "sum -r/size" lines.
+    uint32_t PartSum = 0;
+    uint32_t PartSize = 0;
+    uint32_t InputSum = 0;
+    OutputBlock OutputBuffer;
+    // An output file that stays open between calls for enclosures sharing one file.
+    bool outputOpen = false;
+    BufFile outputFile = kNoBufFile;
+    bool binhexHeaderPending = true;
+    std::string MailSubject;
+    std::string MimeBoundary;
+    std::string_view CurrentAlphabet = UUAlphabet;
+    BinHexEncoderState binhex;
+};
+
+}  // namespace mandrel

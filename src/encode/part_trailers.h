@@ -1,0 +1,14 @@
+// The text that closes each part: the end of the data on the last part, the "sum -r/size"
+// lines and the trailer lines of the format, among them the shar reassembly script.
+#pragma once
+
+#include <string_view>
+
+namespace mandrel {
+
+struct AppState;
+
+// name is the input's base name. Returns 0.
+int WritePartTrailer(AppState& app, int part, int total, std::string_view name);
+
+}  // namespace mandrel

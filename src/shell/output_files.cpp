@@ -1,0 +1,164 @@
+#include "shell/output_files.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <utility>
+
+#include "core/app_state.h"
+#include "core/format.h"
+#include "core/text_util.h"
+#include "shell/job_status.h"
+
+namespace mandrel {
+
+namespace {
+
+// The first row of each encoding is its output extension.
+constexpr std::array<std::pair<std::string_view, int>, 9> kExtensionTable = {{
+    {".uue", 1},
+    {".uu", 1},
+    {".xxe", 2},
+    {".xx", 2},
+    {".mme", 3},
+    {".mm", 3},
+    {".b64", 3},
+    {".hqx", 4},
+    {".hex", 4},
+}};
+
+bool EqualNoCase(std::string_view a, std::string_view b) {
+    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
+               return std::tolower(static_cast<unsigned char>(x)) ==
+                      std::tolower(static_cast<unsigned char>(y));
+           });
+}
+
+// The name part of a local path.
+std::string_view LocalFileName(std::string_view path) {
+    const std::size_t cut = path.rfind('/');
+    return cut == std::string_view::npos ? path : path.substr(cut + 1);
+}
+
+// Shows the save dialog until it gives a usable answer. Returns 0 with path set, or -3.
+int AskOutputName(AppState& app, std::string& path, int direction,
+                  const std::string& initialDirectory) {
+    SaveDialogRequest request;
+    request.direction = direction;
+    request.title = Format("%s Output To", std::string(DirectionVerb(direction)).c_str());
+    request.proposedPath = path;
+    request.initialDirectory = initialDirectory;
+    for (;;) {
+        const SaveDialogResult answer = app.ui.SaveFileDialog(request);
+        switch (answer.outcome) {
+            case SaveDialogResult::Outcome::Chosen:
+                path = answer.path;
+                return 0;
+            case SaveDialogResult::Outcome::Cancelled:
+                return kResultDialogCancelled;
+            case SaveDialogResult::Outcome::InvalidName:
+                ShowMessage(app.ui, kMbExclamation, "Invalid file name: %s", answer.path.c_str());
+                request.proposedPath = "*.*";
+                break;
+            case SaveDialogResult::Outcome::Error:
+                ShowMessage(app.ui, kMbStop, "MakeOutFile(): Common Dialog Error %ld!",
+                            answer.errorCode);
+                return kResultDialogCancelled;
+        }
+    }
+}
+
+}  // namespace
+
+std::string_view ExtensionForEncoding(int index) {
+    for (const auto& [extension, encoding] : kExtensionTable) {
+        if (encoding == index) {
+            return extension;
+        }
+    }
+    return {};
+}
+
+int EncodingForExtension(std::string_view extension) {
+    for (const auto& [known, encoding] : kExtensionTable) {
+        if (EqualNoCase(known, extension)) {
+            return encoding;
+        }
+    }
+    return 0;
+}
+
+BufFile MakeOutFile(AppState& app, std::string& name, int direction, int ask) {
+    const Config& config = app.config;
+    std::string initialDirectory;
+    if (direction == kDirectionDecode && config.decodedirselect == kDirUserSpecified) {
+        initialDirectory = config.decodedir;
+    } else if (direction == kDirectionEncode && config.encodedirselect == kDirUserSpecified) {
+        initialDirectory = config.encodedir;
+    }
+    std::string path =
+        initialDirectory.empty() ? name : JoinPath(initialDirectory, LocalFileName(name));
+    if (ask == 1 && config.usedefaultnames == 0) {
+        if (AskOutputName(app, path, direction, initialDirectory) != 0) {
+            return kResultDialogCancelled;
+        }
+        name = path;
+    } else {
+        name = path;
+    }
+    std::error_code ec;
+    const auto status = std::filesystem::symlink_status(path, ec);
+    if (std::filesystem::exists(status)) {
+        if (ask == 1 && config.overwriteexisting == 0 &&
+            ShowMessage(app.ui, kMbQuestion, "Overwrite Existing %s", path.c_str()) != kIdYes) {
+            return kResultDialogCancelled;
+        }
+        // A link is replaced, never written through; a directory is left for the create to
+        // refuse.
+        if (!std::filesystem::is_directory(status)) {
+            std::remove(path.c_str());
+        }
+    }
+    const BufFile output = app.files.BufFileOpen(path, BufOpenMode::CreateAlways, BF_TEXT);
+    if (output < 0) {
+        ShowSystemError(app.ui, app.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
+                        path.c_str());
+        return kResultReported;
+    }
+    return output;
+}
+
+int ChooseListAction(AppState& app, std::string_view path) {
+    if (app.job.CmdLineEncode != 0) {
+        return WM_ENCODEFILE;
+    }
+    const int method = app.config.decodemethod;
+    if (method == kDecodeByFileName) {
+        const std::size_t dot = path.rfind('.');
+        if (dot == std::string_view::npos) {
+            return WM_ENCODEFILE;
+        }
+        const int encoding = EncodingForExtension(path.substr(dot));
+        if (encoding == 0) {
+            return WM_ENCODEFILE;
+        }
+        app.job.EncodingIndex = encoding;
+        return WM_DECODEFILE;
+    }
+    if (method == kDecodeByDataInput) {
+        if (app.job.JobDirection == kDirectionEncode) {
+            return WM_ENCODEFILE;
+        }
+        app.job.EncodingIndex = 0;
+        return WM_DECODEFILE;
+    }
+    if (method >= kMethodUU && method <= kMethodBinHex) {
+        app.job.EncodingIndex = method - kMethodUU + 1;
+        return WM_DECODEFILE;
+    }
+    return WM_ENCODEFILE;
+}
+
+}  // namespace mandrel
