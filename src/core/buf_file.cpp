@@ -1,0 +1,403 @@
+#include "core/buf_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+namespace mandrel {
+
+namespace {
+
+constexpr int kOpRead = 8;
+constexpr int kOpWrite = 4;
+constexpr int kStatusGood = 0;
+constexpr int kStatusEof = 1;
+constexpr int kStatusError = 2;
+
+bool TextCrEndsLine(int flags) {
+    return (flags & (BF_TEXT | BF_CR_ENDS_LINE)) == (BF_TEXT | BF_CR_ENDS_LINE);
+}
+
+}  // namespace
+
+void BufFileTable::FileCloser::operator()(std::FILE* file) const {
+    if (file != nullptr) {
+        std::fclose(file);  // NOLINT(cppcoreguidelines-owning-memory)
+    }
+}
+
+BufFileTable::~BufFileTable() {
+    BufFileShutdown();
+}
+
+int BufFileTable::BufFileInit(int slotCount, unsigned bufferSize) {
+    if (initialised_) {
+        return 0;
+    }
+    if (slotCount < 0 || slotCount > 63) {
+        slotCount = 40;
+    }
+    if (bufferSize < 512 || bufferSize > 32768) {
+        bufferSize = 8192;
+    }
+    slots_ = std::vector<Slot>(static_cast<std::size_t>(slotCount));
+    bufferSize_ = bufferSize;
+    initialised_ = true;
+    return 0;
+}
+
+int BufFileTable::BufFileShutdown() {
+    slots_.clear();
+    initialised_ = false;
+    return 0;
+}
+
+BufFileTable::Slot* BufFileTable::Valid(BufFile slot) {
+    if (slot < 0 || slot >= SlotCount()) {
+        return nullptr;
+    }
+    Slot& s = slots_[static_cast<std::size_t>(slot)];
+    return s.file ? &s : nullptr;
+}
+
+const BufFileTable::Slot* BufFileTable::Valid(BufFile slot) const {
+    if (slot < 0 || slot >= SlotCount()) {
+        return nullptr;
+    }
+    const Slot& s = slots_[static_cast<std::size_t>(slot)];
+    return s.file ? &s : nullptr;
+}
+
+BufFile BufFileTable::BufFileOpen(std::string_view name, BufOpenMode mode, int textFlags) {
+    auto freeSlot =
+        std::find_if(slots_.begin(), slots_.end(), [](const Slot& s) { return !s.file; });
+    if (freeSlot == slots_.end()) {
+        lastError_ = EMFILE;
+        return kNoBufFile;
+    }
+    const std::string path(name);
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+        lastError_ = EISDIR;
+        return kNoBufFile;
+    }
+    errno = 0;
+    std::unique_ptr<std::FILE, FileCloser> file(
+        std::fopen(path.c_str(), mode == BufOpenMode::Read ? "rb" : "wb"));
+    if (!file) {
+        lastError_ = errno != 0 ? errno : EIO;
+        return kNoBufFile;
+    }
+    // The slot's own buffer is the only buffering.
+    std::setvbuf(file.get(), nullptr, _IONBF, 0);
+    *freeSlot = Slot{};
+    freeSlot->file = std::move(file);
+    freeSlot->flags = textFlags & 15;
+    freeSlot->mode = mode == BufOpenMode::Read ? 1 : 2;
+    freeSlot->name = path;
+    return static_cast<BufFile>(freeSlot - slots_.begin());
+}
+
+bool BufFileTable::BufFileClose(BufFile slot) {
+    Slot* s = Valid(slot);
+    if (s == nullptr) {
+        return false;
+    }
+    // Data lost in the final flush (a full disk) makes the close fail, so that callers relying
+    // on the close result alone still learn of it.
+    const bool flushed = s->mode != 2 || BufFileFlush(slot) >= 0;
+    std::FILE* file = s->file.release();
+    errno = 0;
+    const bool closed = std::fclose(file) == 0;  // NOLINT(cppcoreguidelines-owning-memory)
+    if (!closed) {
+        lastError_ = errno != 0 ? errno : EIO;
+    }
+    *s = Slot{};
+    return closed && flushed;
+}
+
+bool BufFileTable::EnsureBuffer(Slot& slot) {
+    if (!slot.buffer) {
+        slot.buffer = std::make_unique_for_overwrite<char[]>(bufferSize_);
+        slot.position = 0;
+        slot.count = 0;
+    }
+    return true;
+}
+
+int BufFileTable::Refill(Slot& slot) {
+    slot.lastOperation = kOpRead;
+    EnsureBuffer(slot);
+    slot.status = kStatusGood;
+    slot.position = 0;
+    errno = 0;
+    const std::size_t got = std::fread(slot.buffer.get(), 1, bufferSize_, slot.file.get());
+    if (got == 0) {
+        if (std::ferror(slot.file.get()) != 0) {
+            lastError_ = errno != 0 ? errno : EIO;
+            std::clearerr(slot.file.get());
+            slot.status = kStatusError;
+        } else {
+            slot.status = kStatusEof;
+        }
+        slot.count = 0;
+        return -1;
+    }
+    slot.count = got - 1;
+    slot.position = 1;
+    return static_cast<unsigned char>(slot.buffer[0]);
+}
+
+int BufFileTable::BufFileReadLine(BufFile slot, char* dst, int size) {
+    Slot* s = Valid(slot);
+    if (s == nullptr || size < 1) {
+        return -1;
+    }
+    s->lastOperation = kOpRead;
+    const bool crEnds = TextCrEndsLine(s->flags);
+    const bool crlfRead = (s->flags & BF_CRLF_READ) != 0;
+    const int limit = size - 1;
+    int taken = 0;   // characters consumed, skipped LFs included
+    int stored = 0;  // characters delivered, added CRs not included
+    std::size_t out = 0;
+    while (taken < limit) {
+        if (s->count > 0) {
+            // Copy the run of ordinary characters up to the next CR or LF in one go.
+            const char* run = s->buffer.get() + s->position;
+            const std::size_t most = std::min<std::size_t>(s->count, limit - taken);
+            std::size_t n = 0;
+            while (n < most && run[n] != '\r' && run[n] != '\n') {
+                ++n;
+            }
+            if (n > 0) {
+                std::memcpy(dst + out, run, n);
+                out += n;
+                s->position += n;
+                s->count -= n;
+                taken += static_cast<int>(n);
+                stored += static_cast<int>(n);
+                s->previousRead = static_cast<unsigned char>(run[n - 1]);
+                continue;
+            }
+        }
+        int c = 0;
+        if (s->count > 0) {
+            c = static_cast<unsigned char>(s->buffer[s->position++]);
+            --s->count;
+        } else {
+            c = Refill(*s);
+            if (c < 0) {
+                if (s->status == kStatusError) {
+                    dst[out] = '\0';
+                    return -1;
+                }
+                break;
+            }
+            if (c != '\r' && c != '\n') {
+                dst[out++] = static_cast<char>(c);
+                ++taken;
+                ++stored;
+                s->previousRead = c;
+                continue;
+            }
+        }
+        if (c == '\n') {
+            if (s->previousRead == '\r' && crEnds) {
+                // This LF belongs to the line its CR already ended.
+                ++taken;
+                s->previousRead = c;
+                continue;
+            }
+            if (s->previousRead != '\r' && crlfRead) {
+                dst[out++] = '\r';
+            }
+        }
+        dst[out++] = static_cast<char>(c);
+        ++taken;
+        ++stored;
+        s->previousRead = c;
+        if (c == '\n' || (c == '\r' && crEnds)) {
+            break;
+        }
+    }
+    dst[out] = '\0';
+    return stored;
+}
+
+long BufFileTable::BufFileRead(BufFile slot, char* dst, long size) {
+    Slot* s = Valid(slot);
+    if (s == nullptr) {
+        return -1;
+    }
+    s->lastOperation = kOpRead;
+    const bool text = (s->flags & BF_TEXT) != 0;
+    const bool addCr = text && (s->flags & BF_CRLF_READ) != 0;
+    long taken = 0;
+    std::size_t out = 0;
+    while (taken < size) {
+        if (s->count > 0 && !addCr) {
+            const std::size_t n = std::min<std::size_t>(s->count, size - taken);
+            std::memcpy(dst + out, s->buffer.get() + s->position, n);
+            out += n;
+            s->position += n;
+            s->count -= n;
+            taken += static_cast<long>(n);
+            s->previousRead = static_cast<unsigned char>(dst[out - 1]);
+            continue;
+        }
+        int c = 0;
+        if (s->count > 0) {
+            c = static_cast<unsigned char>(s->buffer[s->position++]);
+            --s->count;
+        } else {
+            c = Refill(*s);
+            if (c < 0) {
+                if (s->status == kStatusError) {
+                    return -1;
+                }
+                break;
+            }
+        }
+        if (addCr && c == '\n' && s->previousRead != '\r') {
+            dst[out++] = '\r';
+        }
+        dst[out++] = static_cast<char>(c);
+        ++taken;
+        s->previousRead = c;
+    }
+    if (text) {
+        dst[out] = '\0';
+    }
+    return taken;
+}
+
+long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
+    if (!slot.buffer && BufFileFlush(static_cast<BufFile>(&slot - slots_.data())) < 0) {
+        return -1;
+    }
+    const bool expand = (slot.flags & (BF_TEXT | BF_CRLF_WRITE)) == (BF_TEXT | BF_CRLF_WRITE);
+    const std::size_t full = bufferSize_ - 1;  // one byte stays free for an added CR
+    const auto self = static_cast<BufFile>(&slot - slots_.data());
+    long written = 0;
+    std::size_t i = 0;
+    while (i < data.size()) {
+        if (slot.count >= full) {
+            if (BufFileFlush(self) < 0) {
+                break;
+            }
+        }
+        // Copy the longest run that fits and needs no added CR in one go.
+        std::size_t n = std::min(full - slot.count, data.size() - i);
+        if (expand) {
+            const void* lf = std::memchr(data.data() + i, '\n', n);
+            if (lf != nullptr) {
+                n = static_cast<std::size_t>(static_cast<const char*>(lf) - (data.data() + i));
+            }
+        }
+        if (n > 0) {
+            std::memcpy(slot.buffer.get() + slot.count, data.data() + i, n);
+            slot.count += n;
+            i += n;
+            written += static_cast<long>(n);
+            slot.previousWritten = static_cast<unsigned char>(data[i - 1]);
+            continue;
+        }
+        // An LF to expand; the byte kept free leaves room for its CR.
+        if (slot.previousWritten != '\r') {
+            slot.buffer[slot.count++] = '\r';
+        }
+        slot.buffer[slot.count++] = '\n';
+        slot.previousWritten = '\n';
+        ++written;
+        ++i;
+    }
+    slot.lastOperation = kOpWrite;
+    return written;
+}
+
+long BufFileTable::BufFileWriteString(BufFile slot, std::string_view text) {
+    const std::size_t end = text.find('\0');
+    return BufFileWrite(slot, end == std::string_view::npos ? text : text.substr(0, end));
+}
+
+long BufFileTable::BufFileWrite(BufFile slot, std::string_view data) {
+    Slot* s = Valid(slot);
+    if (s == nullptr) {
+        return -1;
+    }
+    return WriteBytes(*s, data);
+}
+
+long BufFileTable::BufFileFlush(BufFile slot) {
+    Slot* s = Valid(slot);
+    if (s == nullptr) {
+        return -1;
+    }
+    EnsureBuffer(*s);
+    s->status = kStatusGood;
+    s->position = 0;
+    long result = 0;
+    if (s->count > 0) {
+        errno = 0;
+        const std::size_t put = std::fwrite(s->buffer.get(), 1, s->count, s->file.get());
+        if (put != s->count) {
+            lastError_ = errno != 0 ? errno : EIO;
+            std::clearerr(s->file.get());
+            s->status = kStatusError;
+            result = -1;
+        } else {
+            result = static_cast<long>(put);
+        }
+    }
+    s->count = 0;
+    s->lastOperation = kOpWrite;
+    return result;
+}
+
+void BufFileTable::BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origin) {
+    Slot* s = Valid(slot);
+    if (s == nullptr) {
+        return;
+    }
+    if (s->mode == 2 && s->lastOperation == kOpWrite) {
+        BufFileFlush(slot);
+    }
+    int whence = SEEK_SET;
+    if (origin == BufSeekOrigin::Current) {
+        whence = SEEK_CUR;
+        if (s->mode == 1) {
+            offset -= static_cast<int64_t>(s->count);
+        }
+    } else if (origin == BufSeekOrigin::End) {
+        whence = SEEK_END;
+    }
+    std::fseek(s->file.get(), static_cast<long>(offset), whence);
+    s->count = 0;
+    s->position = 0;
+    s->previousRead = -1;
+    s->previousWritten = -1;
+}
+
+int64_t BufFileTable::BufFileSize(BufFile slot) const {
+    const Slot* s = Valid(slot);
+    if (s == nullptr) {
+        return -1;
+    }
+    std::error_code ec;
+    const auto size = std::filesystem::file_size(s->name, ec);
+    return ec ? -1 : static_cast<int64_t>(size);
+}
+
+int BufFileTable::Status(BufFile slot) const {
+    const Slot* s = Valid(slot);
+    return s == nullptr ? 0 : s->status;
+}
+
+const std::string& BufFileTable::Name(BufFile slot) const {
+    static const std::string kNone;
+    const Slot* s = Valid(slot);
+    return s == nullptr ? kNone : s->name;
+}
+
+}  // namespace mandrel
