@@ -1,0 +1,198 @@
+#include "encode/binhex_encoder.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+#include "core/app_state.h"
+#include "core/text_util.h"
+#include "encode/alphabets.h"
+#include "encode/encode_driver.h"
+
+namespace mandrel {
+
+namespace {
+
+constexpr unsigned char kRunMarker = 0x90;
+constexpr std::size_t kMaxNameLength = 63;
+constexpr int kLastColumn = 63;
+
+// The CRC of a section is taken with two zero bytes pushed through after its data.
+uint32_t FinishCrc(uint32_t crc) {
+    return BinHexCrcUpdate(0, BinHexCrcUpdate(0, crc));
+}
+
+// Collects the characters of one call so that they reach the part's text in one append.
+class CharacterSink {
+public:
+    CharacterSink(AppState& app, std::string_view eol) : state_(app.encode.binhex), eol_(eol) {}
+
+    void Emit(unsigned value) {
+        text_.push_back(BinHexAlphabet[value & 0x3FU]);
+        if (++state_.column > kLastColumn) {
+            state_.column = 0;
+            text_.append(eol_);
+        }
+    }
+    const std::string& Text() const { return text_; }
+
+private:
+    BinHexEncoderState& state_;
+    std::string_view eol_;
+    std::string text_;
+};
+
+// Feeds bytes through the three-byte groups. The bits of a group cut off at the end of the
+// bytes wait in the state, so the characters do not depend on how the stream is cut up.
+void EncodeBytes(BinHexEncoderState& state, CharacterSink& sink,
+                 std::span<const unsigned char> bytes) {
+    for (const unsigned char byte : bytes) {
+        const unsigned b = byte;
+        switch (state.phase) {
+            case 0:
+                sink.Emit(b >> 2);
+                state.pendingBits = static_cast<int>((b & 0x03U) << 4);
+                state.pending = 1;
+                break;
+            case 1:
+                sink.Emit(static_cast<unsigned>(state.pendingBits) | (b >> 4));
+                state.pendingBits = static_cast<int>((b & 0x0FU) << 2);
+                state.pending = 2;
+                break;
+            default:
+                sink.Emit(static_cast<unsigned>(state.pendingBits) | (b >> 6));
+                sink.Emit(b & 0x3FU);
+                state.pendingBits = 0;
+                state.pending = 0;
+                break;
+        }
+        state.phase = (state.phase + 1) % 3;
+    }
+}
+
+int Deliver(AppState& app, const CharacterSink& sink) {
+    if (!sink.Text().empty()) {
+        AppendOutput(app, sink.Text());
+    }
+    return static_cast<int>(sink.Text().size());
+}
+
+}  // namespace
+
+BinHexHeader MakeBinHexHeader(std::string_view inputPath, uint32_t inputSize) {
+    BinHexHeader header;
+    const std::string_view base = FileNamePart(inputPath);
+    header.name = std::string(base.substr(0, kMaxNameLength));
+    const std::size_t dot = base.rfind('.');
+    if (dot != std::string_view::npos && dot + 1 < base.size()) {
+        const std::string_view extension = base.substr(dot + 1, 4);
+        std::fill(std::begin(header.type), std::end(header.type), 0);
+        std::copy(extension.begin(), extension.end(), std::begin(header.type));
+    }
+    header.dataLength = inputSize;
+    return header;
+}
+
+uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator) {
+    uint32_t crc = accumulator;
+    for (int bit = 7; bit >= 0; --bit) {
+        const bool carry = (crc & 0x8000U) != 0;
+        crc = (crc << 1) | ((byte >> bit) & 1U);
+        if (carry) {
+            crc ^= 0x1021U;
+        }
+    }
+    return crc & 0xFFFFU;
+}
+
+void BinHexPutByte(AppState& app, unsigned char byte, std::vector<unsigned char>& staged) {
+    staged.push_back(byte);
+    app.encode.binhex.BinHexCrc = BinHexCrcUpdate(byte, app.encode.binhex.BinHexCrc);
+    if (byte == kRunMarker) {
+        staged.push_back(0x00);  // a literal marker, not the start of a run
+    }
+}
+
+void BinHexPutWord(AppState& app, uint16_t value, std::vector<unsigned char>& staged) {
+    BinHexPutByte(app, static_cast<unsigned char>(value >> 8), staged);
+    BinHexPutByte(app, static_cast<unsigned char>(value), staged);
+}
+
+void BinHexPutLong(AppState& app, uint32_t value, std::vector<unsigned char>& staged) {
+    BinHexPutWord(app, static_cast<uint16_t>(value >> 16), staged);
+    BinHexPutWord(app, static_cast<uint16_t>(value), staged);
+}
+
+std::size_t BinHexPutBlock(AppState& app, std::span<const unsigned char> bytes,
+                           std::vector<unsigned char>& staged) {
+    const std::size_t before = staged.size();
+    for (const unsigned char byte : bytes) {
+        BinHexPutByte(app, byte, staged);
+    }
+    return staged.size() - before;
+}
+
+int BinHex6Bit(AppState& app, std::span<const unsigned char> bytes) {
+    CharacterSink sink(app, EndOfLineString(app.config));
+    EncodeBytes(app.encode.binhex, sink, bytes);
+    return Deliver(app, sink);
+}
+
+int BinHex6BitFlush(AppState& app) {
+    BinHexEncoderState& state = app.encode.binhex;
+    if (state.pending == 0) {
+        return 0;
+    }
+    // Zero bits complete the group, so the stream always ends in a full group of four.
+    static constexpr unsigned char kZeros[2] = {0, 0};
+    state.phase = state.pending;
+    CharacterSink sink(app, EndOfLineString(app.config));
+    EncodeBytes(state, sink, std::span(kZeros, static_cast<std::size_t>(3 - state.pending)));
+    return Deliver(app, sink);
+}
+
+void BinHexWriteHeader(AppState& app, const BinHexHeader& header) {
+    BinHexEncoderState& state = app.encode.binhex;
+    state.BinHexCrc = 0;
+    std::vector<unsigned char> staged;
+    staged.reserve(170);
+    const std::string_view name = std::string_view(header.name).substr(0, kMaxNameLength);
+    BinHexPutByte(app, static_cast<unsigned char>(name.size()), staged);
+    for (const char c : name) {
+        BinHexPutByte(app, static_cast<unsigned char>(c), staged);
+    }
+    BinHexPutByte(app, 0, staged);  // version
+    for (const unsigned char c : header.type) {
+        BinHexPutByte(app, c, staged);
+    }
+    for (const unsigned char c : header.creator) {
+        BinHexPutByte(app, c, staged);
+    }
+    BinHexPutWord(app, header.flags, staged);
+    BinHexPutLong(app, header.dataLength, staged);
+    BinHexPutLong(app, header.resourceLength, staged);
+    BinHexPutWord(app, static_cast<uint16_t>(FinishCrc(state.BinHexCrc)), staged);
+
+    // The part header's colon already opens the first line.
+    state.column = 1;
+    state.phase = 0;
+    state.pending = 0;
+    state.pendingBits = 0;
+    BinHex6Bit(app, staged);
+    state.BinHexCrc = 0;
+}
+
+void BinHexFinish(AppState& app) {
+    BinHexEncoderState& state = app.encode.binhex;
+    std::vector<unsigned char> staged;
+    BinHexPutWord(app, static_cast<uint16_t>(FinishCrc(state.BinHexCrc)), staged);
+    state.BinHexCrc = 0;
+    BinHexPutWord(app, static_cast<uint16_t>(FinishCrc(0)), staged);  // the empty resource fork
+    BinHex6Bit(app, staged);
+    BinHex6BitFlush(app);
+    std::string closing = ":";
+    closing += EndOfLineString(app.config);
+    AppendOutput(app, closing);
+}
+
+}  // namespace mandrel
