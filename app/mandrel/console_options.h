@@ -1,0 +1,55 @@
+// The console program's own long options: --help, --version, --quiet, --verbose, --save and
+// --NAME=VALUE for the stored settings, read before the described command line.
+#pragma once
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/config.h"
+
+namespace mandrel {
+
+class UiPort;
+
+struct ConsoleOptions {
+    bool help = false;
+    bool version = false;
+    bool quiet = false;
+    bool verbose = false;
+    bool save = false;
+    // --NAME=VALUE in the order given.
+    std::vector<std::pair<const SettingDesc*, std::string>> settings;
+    // The arguments after the long options: switches and file names.
+    std::vector<std::string> rest;
+};
+
+// Which groups the settings options touched and which of the coupled values were given.
+struct SettingChanges {
+    bool general = false;
+    bool encode = false;
+    bool decode = false;
+    bool encodetype = false;
+    bool encodecrlf = false;
+};
+
+// Reads the long options at the front of arguments; "--" ends them. Returns an error text for
+// an unknown option or a setting without a value.
+std::optional<std::string> ReadConsoleOptions(std::span<const std::string> arguments,
+                                              ConsoleOptions& options);
+
+// Sets the settings options into config. Returns an error text for the first invalid value,
+// leaving config unchanged.
+std::optional<std::string> ApplySettingOptions(const ConsoleOptions& options, Config& config,
+                                               SettingChanges& changes);
+
+// Holds config to the rules of the Encode Configuration dialog: the method and the format
+// restrict each other, the end of line follows the format, the output size stays in range.
+void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UiPort& ui);
+
+std::string HelpText(std::string_view programName);
+
+}  // namespace mandrel

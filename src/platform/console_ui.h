@@ -1,0 +1,58 @@
+// The console back end of the user-interface port: messages go to standard error behind the
+// product name, questions and the save dialog are asked on the terminal when there is one, and
+// an interrupt (Ctrl-C) reaches the running job through the pump.
+#pragma once
+
+#include <csignal>
+#include <functional>
+#include <string>
+
+#include "core/ui_port.h"
+
+namespace mandrel {
+
+class ConsoleUi : public UiPort {
+public:
+    struct Options {
+        std::string productName;
+        // Questions and the save dialog are put to the user only when this is set and the
+        // process has a terminal; otherwise they are answered Cancel at once.
+        bool allowQuestions = false;
+        // Status lines and progress on standard error.
+        bool verbose = false;
+        // The terminal to ask on; tests may point it elsewhere.
+        std::string terminalPath = "/dev/tty";
+    };
+
+    explicit ConsoleUi(Options options);
+
+    // The flag set by the program's interrupt handler, and what to do when the pump finds it
+    // set (cancel the running job).
+    void SetInterrupt(const volatile std::sig_atomic_t* flag, std::function<void()> onInterrupt);
+    void SetVerbose(bool verbose) { options_.verbose = verbose; }
+    void SetAllowQuestions(bool allow) { options_.allowQuestions = allow; }
+    void SetProductName(std::string name) { options_.productName = std::move(name); }
+
+    int Message(int style, std::string_view text) override;
+    void Status(std::string_view text) override;
+    void Progress(int position) override;
+    void Pump(int count) override;
+    void BusyCursor(bool busy) override;
+    SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
+    ClipboardResult PutClipboardText(std::string text) override;
+    int SendMail(const MailMessage& message, bool report) override;
+
+private:
+    void WriteError(std::string_view text) const;
+    int AskQuestion(std::string_view text) const;
+
+    Options options_;
+    const volatile std::sig_atomic_t* interruptFlag_ = nullptr;
+    std::function<void()> onInterrupt_;
+    int lastProgressStep_ = -1;
+};
+
+// The text as a terminal shows it: each CR LF becomes a plain line break.
+std::string ConsoleText(std::string_view text);
+
+}  // namespace mandrel
