@@ -76,10 +76,10 @@ protected:
         app.job.EncodingIndex = kEncodingBinHex;
         app.encode.CurrentAlphabet = BinHexAlphabet;
         app.config.encodecrlf = eol;
-        ASSERT_TRUE(app.encode.OutputBuffer.Allocate(1 << 16));
+        ASSERT_TRUE(app.encode.OutputBuffer.Allocate(1 << 16, 1 << 16));
     }
 
-    std::string Text() const { return std::string(app.encode.OutputBuffer.Text()); }
+    std::string Text() const { return std::string(app.encode.OutputBuffer.Held()); }
 
     // What the driver does for one file, after the part header's opening colon.
     std::string EncodeFile(std::string_view path, const Bytes& data) {
@@ -316,6 +316,30 @@ TEST_F(BinHexEncoderTest, FlushCompletesTheLastGroup) {
         EXPECT_EQ(Text(), c.expected) << c.bytes.size();
         EXPECT_EQ(app.encode.binhex.pending, 0);
         EXPECT_EQ(BinHex6BitFlush(app), 0);  // a second flush has nothing left
+    }
+}
+
+}  // namespace
+}  // namespace mandrel
+
+namespace mandrel {
+namespace {
+
+// The table-driven step against the bit-by-bit definition, for every accumulator and byte.
+TEST(BinHexCrc, StepEqualsTheBitByBitDefinitionEverywhere) {
+    for (uint32_t crc = 0; crc < 0x10000U; ++crc) {
+        for (unsigned byte = 0; byte < 256; ++byte) {
+            uint32_t expected = crc;
+            for (int bit = 7; bit >= 0; --bit) {
+                const bool carry = (expected & 0x8000U) != 0;
+                expected = ((expected << 1) | ((byte >> bit) & 1U)) & 0xFFFFU;
+                if (carry) {
+                    expected ^= 0x1021U;
+                }
+            }
+            ASSERT_EQ(BinHexCrcUpdate(static_cast<unsigned char>(byte), crc), expected)
+                << crc << " " << byte;
+        }
     }
 }
 

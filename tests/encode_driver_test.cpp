@@ -308,6 +308,39 @@ TEST_F(EncodeDriver, ZeroFileFormatDoesNothing) {
     EXPECT_EQ(ListDirectory(dir.path()), "a.txt");
 }
 
+// A file part is written in pieces while the clipboard gets the whole text in one block: the
+// two must agree byte for byte, also when a part overflows its block and is dropped.
+TEST_F(EncodeDriver, FileOutputWrittenInPiecesEqualsTheWholeText) {
+    struct Case {
+        int method;
+        std::string bytes;
+    };
+    const Case cases[] = {
+        {kMethodUU, RandomBytes(7, 3'000'000)},
+        {kMethodMIME, RandomBytes(8, 1'000'001)},
+        {kMethodBinHex, RandomBytes(9, 700'000)},
+        {kMethodBinHex, std::string(400'000, '\x90')},  // overflows: "Corrupted Encoding!"
+    };
+    for (const auto& c : cases) {
+        app.config.encodemethod = c.method;
+        const std::string input = Input("in.bin", c.bytes);
+        ASSERT_EQ(Encode(input), kResultDone);
+        const std::string written = ReadFile(app.job.JobOutputPath);
+        app.job.EncodeToClipboard = true;
+        ASSERT_EQ(Encode(input), kResultDone);
+        EXPECT_EQ(written.size(), ui.clipboardText.size()) << c.method;
+        EXPECT_TRUE(written == ui.clipboardText) << c.method;
+    }
+    EXPECT_EQ(ui.messages.size(), 2U);  // once for the file, once for the clipboard
+    EXPECT_EQ(ui.messages.back().text, "Corrupted Encoding!");
+}
+
+TEST_F(EncodeDriver, DeviceNamedAsOutputIsWrittenNeverRemoved) {
+    app.job.CommandLineOutputName = "/dev/null";
+    ASSERT_EQ(Encode(Input("a.txt", "abc")), kResultDone);
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+}
+
 struct OutputNameCase {
     const char* input;
     int encoding;

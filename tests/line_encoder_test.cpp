@@ -40,6 +40,7 @@ protected:
         app.job.EncodingIndex = encoding;
         app.encode.CurrentAlphabet = AlphabetFor(encoding);
         app.config.encodecrlf = eol;
+        app.config.encodechecksum = 1;  // the counters are kept for checksum lines
     }
     // The line as written, line end included; "<-1>" when nothing was written.
     std::string Encode(std::span<const unsigned char> input) {
@@ -250,6 +251,14 @@ TEST_F(LineEncoderTest, MatchesBitByBitReferenceOnRandomBlocks) {
             ASSERT_EQ(app.encode.PartSum, partSum);
             ASSERT_EQ(app.encode.PartSize, partSize);
             ASSERT_EQ(app.encode.InputSum, inputSum);
+
+            // Without checksum lines the sums are not kept, and the text must not change.
+            app.config.encodechecksum = 0;
+            ASSERT_EQ(Encode(input), expected + "\n") << "encoding " << encoding;
+            app.config.encodechecksum = 1;
+            app.encode.PartSum = partSum;
+            app.encode.PartSize = partSize;
+            app.encode.InputSum = inputSum;
         }
     }
 }

@@ -54,11 +54,11 @@ protected:
                 app.encode.CurrentAlphabet = UUAlphabet;
                 break;
         }
-        ASSERT_TRUE(app.encode.OutputBuffer.Allocate(1 << 16));
+        ASSERT_TRUE(app.encode.OutputBuffer.Allocate(1 << 16, 1 << 16));
     }
 
     std::string TakeText() {
-        std::string text(app.encode.OutputBuffer.Text());
+        std::string text(app.encode.OutputBuffer.Held());
         app.encode.OutputBuffer.Rewind();
         return text;
     }
@@ -572,6 +572,25 @@ TEST_F(PartHeaderTrailerTest, SharPartsRebuildTheFileThroughTheShell) {
     EXPECT_EQ(output, input);
     EXPECT_FALSE(fs::exists(dir / "photo.jpg.uue.1"));  // the pieces are removed
     fs::remove_all(dir);
+}
+
+}  // namespace
+}  // namespace mandrel
+
+namespace mandrel {
+namespace {
+
+// The reassembly script takes its pieces in name order: a set of ten parts or more numbers them
+// with two digits, a smaller set as the plain number.
+TEST_F(PartHeaderTrailerTest, SharPieceNumbersSortInPartOrder) {
+    Use(kEncodingUU, 10, kEolLf);
+    EXPECT_NE(Header("/tmp/dir/photo.jpg", 3, 9).find("\npart=3\nfile=photo.jpg\n"),
+              std::string::npos);
+    const std::string header = Header("/tmp/dir/photo.jpg", 3, 12);
+    EXPECT_NE(header.find("\npart=03\nfile=photo.jpg\n"), std::string::npos) << header;
+    EXPECT_NE(header.find("BEGIN------------ photo.jpg ------------ part 3/12 ---\n"),
+              std::string::npos);
+    EXPECT_NE(Header("/tmp/dir/photo.jpg", 12, 12).find("\npart=12\n"), std::string::npos);
 }
 
 }  // namespace

@@ -287,6 +287,23 @@ long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
                 break;
             }
         }
+        if (!expand && slot.count == 0 && data.size() - i >= 4 * full) {
+            // Nothing waits in the buffer and the rest would fill it several times: hand it to
+            // the system as it stands, without copying it through the buffer first.
+            errno = 0;
+            const std::size_t put =
+                std::fwrite(data.data() + i, 1, data.size() - i, slot.file.get());
+            written += static_cast<long>(put);
+            if (put != data.size() - i) {
+                lastError_ = errno != 0 ? errno : EIO;
+                std::clearerr(slot.file.get());
+                slot.status = kStatusError;
+                break;
+            }
+            slot.previousWritten = static_cast<unsigned char>(data.back());
+            i = data.size();
+            break;
+        }
         // Copy the longest run that fits and needs no added CR in one go.
         std::size_t n = std::min(full - slot.count, data.size() - i);
         if (expand) {

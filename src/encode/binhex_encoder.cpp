@@ -1,6 +1,7 @@
 #include "encode/binhex_encoder.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <string>
 
@@ -22,24 +23,43 @@ uint32_t FinishCrc(uint32_t crc) {
     return BinHexCrcUpdate(0, BinHexCrcUpdate(0, crc));
 }
 
-// Collects the characters of one call so that they reach the part's text in one append.
+// Collects the characters of one call so that they reach the part's text in few appends.
 class CharacterSink {
 public:
-    CharacterSink(AppState& app, std::string_view eol) : state_(app.encode.binhex), eol_(eol) {}
+    CharacterSink(AppState& app, std::string_view eol)
+        : app_(app), state_(app.encode.binhex), eol_(eol) {}
+    CharacterSink(const CharacterSink&) = delete;
+    CharacterSink& operator=(const CharacterSink&) = delete;
+    ~CharacterSink() { Flush(); }
 
     void Emit(unsigned value) {
-        text_.push_back(BinHexAlphabet[value & 0x3FU]);
+        if (used_ + 1 + eol_.size() > text_.size()) {
+            Flush();
+        }
+        text_[used_++] = BinHexAlphabet[value & 0x3FU];
         if (++state_.column > kLastColumn) {
             state_.column = 0;
-            text_.append(eol_);
+            std::copy(eol_.begin(), eol_.end(), text_.begin() + static_cast<long>(used_));
+            used_ += eol_.size();
         }
     }
-    const std::string& Text() const { return text_; }
+    int Emitted() const { return emitted_ + static_cast<int>(used_); }
 
 private:
+    void Flush() {
+        if (used_ > 0) {
+            AppendOutput(app_, std::string_view(text_.data(), used_));
+            emitted_ += static_cast<int>(used_);
+            used_ = 0;
+        }
+    }
+
+    AppState& app_;
     BinHexEncoderState& state_;
     std::string_view eol_;
-    std::string text_;
+    std::array<char, 512> text_{};
+    std::size_t used_ = 0;
+    int emitted_ = 0;
 };
 
 // Feeds bytes through the three-byte groups. The bits of a group cut off at the end of the
@@ -70,13 +90,6 @@ void EncodeBytes(BinHexEncoderState& state, CharacterSink& sink,
     }
 }
 
-int Deliver(AppState& app, const CharacterSink& sink) {
-    if (!sink.Text().empty()) {
-        AppendOutput(app, sink.Text());
-    }
-    return static_cast<int>(sink.Text().size());
-}
-
 }  // namespace
 
 BinHexHeader MakeBinHexHeader(std::string_view inputPath, uint32_t inputSize) {
@@ -85,16 +98,19 @@ BinHexHeader MakeBinHexHeader(std::string_view inputPath, uint32_t inputSize) {
     header.name = std::string(base.substr(0, kMaxNameLength));
     const std::size_t dot = base.rfind('.');
     if (dot != std::string_view::npos && dot + 1 < base.size()) {
-        const std::string_view extension = base.substr(dot + 1, 4);
+        const std::string_view extension = base.substr(dot + 1);
         std::fill(std::begin(header.type), std::end(header.type), 0);
-        std::copy(extension.begin(), extension.end(), std::begin(header.type));
+        const std::size_t count = std::min(extension.size(), std::size(header.type));
+        std::copy_n(extension.begin(), count, std::begin(header.type));
     }
     header.dataLength = inputSize;
     return header;
 }
 
-uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator) {
-    uint32_t crc = accumulator;
+namespace {
+
+// One CRC step worked bit by bit, high bit first: the definition the table is made from.
+constexpr uint32_t CrcStepByBits(unsigned char byte, uint32_t crc) {
     for (int bit = 7; bit >= 0; --bit) {
         const bool carry = (crc & 0x8000U) != 0;
         crc = (crc << 1) | ((byte >> bit) & 1U);
@@ -104,6 +120,27 @@ uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator) {
     }
     return crc & 0xFFFFU;
 }
+
+// The data bits never reach the top bit within one byte, so what the eight steps fold in
+// depends on the high byte of the accumulator alone.
+constexpr std::array<uint16_t, 256> MakeCrcTable() {
+    std::array<uint16_t, 256> table{};
+    for (uint32_t high = 0; high < 256; ++high) {
+        table[high] = static_cast<uint16_t>(CrcStepByBits(0, high << 8));
+    }
+    return table;
+}
+
+constexpr std::array<uint16_t, 256> kCrcTable = MakeCrcTable();
+
+}  // namespace
+
+uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator) {
+    const uint32_t crc = accumulator & 0xFFFFU;
+    return (((crc << 8) | byte) ^ kCrcTable[crc >> 8]) & 0xFFFFU;
+}
+
+static_assert(CrcStepByBits(0x31, 0) == 0x0031U);
 
 void BinHexPutByte(AppState& app, unsigned char byte, std::vector<unsigned char>& staged) {
     staged.push_back(byte);
@@ -135,7 +172,7 @@ std::size_t BinHexPutBlock(AppState& app, std::span<const unsigned char> bytes,
 int BinHex6Bit(AppState& app, std::span<const unsigned char> bytes) {
     CharacterSink sink(app, EndOfLineString(app.config));
     EncodeBytes(app.encode.binhex, sink, bytes);
-    return Deliver(app, sink);
+    return sink.Emitted();
 }
 
 int BinHex6BitFlush(AppState& app) {
@@ -148,7 +185,7 @@ int BinHex6BitFlush(AppState& app) {
     state.phase = state.pending;
     CharacterSink sink(app, EndOfLineString(app.config));
     EncodeBytes(state, sink, std::span(kZeros, static_cast<std::size_t>(3 - state.pending)));
-    return Deliver(app, sink);
+    return sink.Emitted();
 }
 
 void BinHexWriteHeader(AppState& app, const BinHexHeader& header) {

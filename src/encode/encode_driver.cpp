@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <filesystem>
 #include <limits>
 #include <new>
 #include <vector>
@@ -20,15 +21,25 @@
 
 namespace mandrel {
 
-bool OutputBlock::Allocate(std::size_t capacity) {
+namespace {
+
+// How much of a file part is held before it is written: large enough that the file layer
+// writes big pieces, small enough that memory does not grow with the input.
+constexpr std::size_t kHoldingForFiles = std::size_t{256} * 1024;
+
+}  // namespace
+
+bool OutputBlock::Allocate(std::size_t capacity, std::size_t holding) {
     Free();
+    holding = std::min(holding, capacity);
     try {
         // Not zero-filled: pages are touched only as the text is written.
-        data_ = std::make_unique_for_overwrite<char[]>(capacity + 1);
+        data_ = std::make_unique_for_overwrite<char[]>(holding + 1);
     } catch (const std::bad_alloc&) {
         return false;
     }
     capacity_ = capacity;
+    holding_ = holding;
     data_[0] = '\0';
     return true;
 }
@@ -36,23 +47,62 @@ bool OutputBlock::Allocate(std::size_t capacity) {
 void OutputBlock::Free() {
     data_.reset();
     capacity_ = 0;
-    used_ = 0;
+    holding_ = 0;
+    Rewind();
 }
 
 void OutputBlock::Append(std::string_view text) {
-    std::copy(text.begin(), text.end(), data_.get() + used_);
-    used_ += text.size();
-    data_[used_] = '\0';
+    std::copy(text.begin(), text.end(), data_.get() + held_);
+    held_ += text.size();
+    data_[held_] = '\0';
 }
+
+namespace {
+
+// Hands the held text of a file part to its file. A failure is remembered for the driver.
+void HandOnToFile(AppState& app) {
+    EncodeJob& job = app.encode;
+    OutputBlock& block = job.OutputBuffer;
+    const std::string_view text = block.Held();
+    if (job.outputFile == kNoBufFile || text.empty()) {
+        return;
+    }
+    if (!job.writeFailed &&
+        app.files.BufFileWrite(job.outputFile, text) != static_cast<long>(text.size())) {
+        job.writeFailed = true;
+        job.writeError = app.files.LastError();
+    }
+    job.outputOffset += text.size();
+    block.HandedOn();
+}
+
+// Drops the text the part has collected, also what already went to its file.
+void DropPartText(AppState& app) {
+    EncodeJob& job = app.encode;
+    if (job.outputFile != kNoBufFile && job.outputOffset > job.partStart) {
+        app.files.BufFileFlush(job.outputFile);
+        std::error_code ec;
+        std::filesystem::resize_file(app.files.Name(job.outputFile), job.partStart, ec);
+        app.files.BufFileSeek(job.outputFile, static_cast<int64_t>(job.partStart),
+                              BufSeekOrigin::Begin);
+        job.outputOffset = job.partStart;
+    }
+    job.OutputBuffer.Rewind();
+}
+
+}  // namespace
 
 void AppendOutput(AppState& app, std::string_view text) {
     OutputBlock& block = app.encode.OutputBuffer;
     if (block.Used() + text.size() >= block.Capacity()) {
         ShowMessage(app.ui, kMbStop, "Corrupted Encoding!");
-        block.Rewind();
+        DropPartText(app);
         if (text.size() >= block.Capacity()) {
             return;
         }
+    }
+    if (!block.HasRoom(text.size())) {
+        HandOnToFile(app);
     }
     block.Append(text);
 }
@@ -228,6 +278,7 @@ private:
     int StartPart();
     int DeliverPart();
     int WriteToFile(bool close);
+    int ReportWriteFailure(int error);
     int FinalDelivery();
     int EncodeBlock(std::span<const unsigned char> block);
     void ShowProgress(std::size_t count);
@@ -241,6 +292,7 @@ private:
     BufFile input_;
     int interactive_;
     std::vector<unsigned char> staged_;
+    uint64_t nextProgressAt_ = 0;
 };
 
 int EncodeRun::Abandon(int result) {
@@ -289,7 +341,8 @@ int EncodeRun::Size() {
                     static_cast<long>(app_.config.encodeoutputsize), MAX_PARTS, job_.totalParts);
         return Abandon(kResultReported);
     }
-    if (!job_.OutputBuffer.Allocate(capacity)) {
+    const bool toFile = !app_.job.EncodeToClipboard && !app_.job.EncodeToMail;
+    if (!job_.OutputBuffer.Allocate(capacity, toFile ? kHoldingForFiles : capacity)) {
         ShowSystemError(app_.ui, ENOMEM, kMbStop,
                         "No Memory for Encoding (needed %lul bytes) because",
                         static_cast<unsigned long>(capacity));
@@ -313,9 +366,11 @@ int EncodeRun::StartPart() {
                 return Abandon(output);
             }
             job_.outputFile = output;
+            job_.outputOffset = 0;
         }
         job_.outputOpen = true;
     }
+    job_.partStart = job_.outputOffset;
     PartRecord& row = app_.parts.rows[static_cast<std::size_t>(p - 1)];
     row.partNumber = p;
     if (job_.outputFile != kNoBufFile) {
@@ -331,9 +386,8 @@ int EncodeRun::StartPart() {
 }
 
 int EncodeRun::WriteToFile(bool close) {
-    const std::string_view text = job_.OutputBuffer.Text();
-    const long written = app_.files.BufFileWrite(job_.outputFile, text);
-    bool ok = written == static_cast<long>(text.size());
+    HandOnToFile(app_);
+    bool ok = !job_.writeFailed;
     if (close) {
         ok = app_.files.BufFileClose(job_.outputFile) && ok;
         job_.outputFile = kNoBufFile;
@@ -342,18 +396,22 @@ int EncodeRun::WriteToFile(bool close) {
         ok = app_.files.BufFileFlush(job_.outputFile) >= 0 && ok;
     }
     if (!ok) {
-        // A part that did not reach the disk whole is worth nothing: say so and remove it.
-        ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
-                        app_.job.JobOutputPath.c_str());
-        return Abandon(kResultReported);
+        return ReportWriteFailure(job_.writeFailed ? job_.writeError : app_.files.LastError());
     }
     return kResultDone;
+}
+
+int EncodeRun::ReportWriteFailure(int error) {
+    // A part that did not reach the disk whole is worth nothing: say so and remove it.
+    ShowSystemError(app_.ui, error, kMbStop, "Can't Write to %s because\r\n",
+                    app_.job.JobOutputPath.c_str());
+    return Abandon(kResultReported);
 }
 
 MailMessage MakeMailMessage(const AppState& app) {
     MailMessage message;
     message.subject = app.encode.MailSubject;
-    message.noteText = std::string(app.encode.OutputBuffer.Text());
+    message.noteText = std::string(app.encode.OutputBuffer.Held());
     message.messageType = app.identity.internalName;
     message.recipients = app.job.Recipients;
     return message;
@@ -389,11 +447,17 @@ void EncodeRun::ShowProgress(std::size_t count) {
     if (job_.InputSize == 0) {
         return;
     }
+    // The percentage changes seldom: divide only when the count reaches the next step.
+    if (job_.bytesRead < nextProgressAt_) {
+        return;
+    }
     const auto percent = static_cast<int>(job_.bytesRead * 100U / job_.InputSize);
     if (percent != job_.lastPercent) {
         job_.lastPercent = percent;
         SetProgress(app_.ui, percent);
     }
+    const uint64_t nextPercent = static_cast<uint64_t>(percent) + 1U;
+    nextProgressAt_ = (nextPercent * job_.InputSize + 99U) / 100U;
 }
 
 int EncodeRun::EncodeBlock(std::span<const unsigned char> block) {
@@ -416,7 +480,7 @@ int EncodeRun::FinalDelivery() {
     if (job.EncodeToClipboard) {
         job.EncodeToClipboard = false;
         job_.outputOpen = false;
-        const ClipboardResult put = app_.ui.PutClipboardText(std::string(job_.OutputBuffer.Text()));
+        const ClipboardResult put = app_.ui.PutClipboardText(std::string(job_.OutputBuffer.Held()));
         job_.OutputBuffer.Free();
         if (!put.ok) {
             ShowSystemError(app_.ui, put.errorCode, kMbStop, "Can't %s Clipboard because\r\n",
@@ -453,6 +517,7 @@ int EncodeRun::Run() {
     job_.lastPercent = -1;
     job_.bytesRead = 0;
     job_.part = 0;
+    job_.writeFailed = false;
     job_.linesPerPart = 0;
     const int64_t size = app_.files.BufFileSize(input_);
     if (job.EncodeToMail) {
@@ -531,6 +596,9 @@ int EncodeRun::Run() {
         if (lastRead > 0) {
             EncodeBlock(
                 std::span<const unsigned char>(block.data(), static_cast<std::size_t>(lastRead)));
+        }
+        if (job_.writeFailed) {
+            return ReportWriteFailure(job_.writeError);
         }
         ++job_.blocksInPart;
         PumpMessages(app_.ui, 4);

@@ -13,24 +13,40 @@
 
 namespace mandrel {
 
-// The text of one part, collected in a block sized in advance.
+// The text of one part. Its capacity is sized in advance for the whole part; a part that goes
+// to a file is handed to the file in pieces (`Held` is what has not gone yet), so that memory
+// stays small whatever the part's size, while the clipboard and mail get the whole text.
 class OutputBlock {
 public:
-    // False when the memory cannot be had.
-    bool Allocate(std::size_t capacity);
+    // holding = how much text may be held before it must be handed on (capacity when the whole
+    // part must stay in memory). False when the memory cannot be had.
+    bool Allocate(std::size_t capacity, std::size_t holding);
     void Free();
     bool Allocated() const { return data_ != nullptr; }
     std::size_t Capacity() const { return capacity_; }
-    std::size_t Used() const { return used_; }
-    void Rewind() { used_ = 0; }
+    // Characters of the part so far, handed on or held.
+    std::size_t Used() const { return handedOn_ + held_; }
+    bool HasRoom(std::size_t n) const { return held_ + n <= holding_; }
+    // Starts the part's text afresh.
+    void Rewind() {
+        held_ = 0;
+        handedOn_ = 0;
+    }
+    // The held text was handed on.
+    void HandedOn() {
+        handedOn_ += held_;
+        held_ = 0;
+    }
     // Room is the caller's business (AppendOutput checks it).
     void Append(std::string_view text);
-    std::string_view Text() const { return {data_.get(), used_}; }
+    std::string_view Held() const { return {data_.get(), held_}; }
 
 private:
     std::unique_ptr<char[]> data_;
     std::size_t capacity_ = 0;
-    std::size_t used_ = 0;
+    std::size_t holding_ = 0;
+    std::size_t held_ = 0;
+    std::size_t handedOn_ = 0;
 };
 
 struct BinHexEncoderState {
@@ -57,6 +73,13 @@ struct EncodeJob {
     // An output file that stays open between calls for enclosures sharing one file.
     bool outputOpen = false;
     BufFile outputFile = kNoBufFile;
+    // Bytes handed to the output file since it was made, and where the current part began in
+    // it: dropping a part's text cuts the file back there.
+    uint64_t outputOffset = 0;
+    uint64_t partStart = 0;
+    // A write to the output file failed (its system error code); the driver reports it.
+    bool writeFailed = false;
+    int writeError = 0;
     bool binhexHeaderPending = true;
     std::string MailSubject;
     std::string MimeBoundary;

@@ -127,7 +127,11 @@ void AppendSharPrologue(AppState& app, const HeaderNames& n, int part, int total
         app, WorkArea("#!/bin/sh%s#%s# This is a shell archive. Cut everything off before%s", eol,
                       eol, eol));
     AppendOutput(app, WorkArea("# the #!/bin/sh and feed the rest to /bin/sh%s#%s", eol, eol));
-    AppendOutput(app, WorkArea("part=%d%sfile=%s%s", part, eol, name, eol));
+    // The reassembly script joins the pieces with `cat $file.uue.*`, which takes them in the
+    // order of their names: a set of ten parts or more numbers them with two digits, so that
+    // piece 10 follows piece 9 and the file comes back whole.
+    AppendOutput(app, WorkArea(total >= 10 ? "part=%02d%sfile=%s%s" : "part=%d%sfile=%s%s", part,
+                               eol, name, eol));
     AppendOutput(app, WorkArea("sed -e '/^BEGIN/d' -e '/^END/d' << \\End_of_Section > "
                                "$file.uue.$part%s",
                                eol));

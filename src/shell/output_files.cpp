@@ -115,9 +115,9 @@ BufFile MakeOutFile(AppState& app, std::string& name, int direction, int ask) {
             ShowMessage(app.ui, kMbQuestion, "Overwrite Existing %s", path.c_str()) != kIdYes) {
             return kResultDialogCancelled;
         }
-        // A link is replaced, never written through; a directory is left for the create to
-        // refuse.
-        if (!std::filesystem::is_directory(status)) {
+        // A file or a link is replaced, never written through; a directory is left for the
+        // create to refuse, and a device (/dev/null as output) is written to, never removed.
+        if (std::filesystem::is_regular_file(status) || std::filesystem::is_symlink(status)) {
             std::remove(path.c_str());
         }
     }
