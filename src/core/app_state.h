@@ -7,6 +7,7 @@
 #include "core/job_state.h"
 #include "core/part_table.h"
 #include "core/ui_port.h"
+#include "decode/decode_job.h"
 #include "encode/encode_job.h"
 
 namespace mandrel {
@@ -20,6 +21,7 @@ struct AppState {
     PartTable parts;
     JobState job;
     EncodeJob encode;
+    DecodeJob decode;
 };
 
 }  // namespace mandrel

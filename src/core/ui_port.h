@@ -13,10 +13,17 @@ namespace mandrel {
 enum MessageStyle : int {
     kMbPlain = 0,
     kMbStop = 16,
-    kMbQuestion = 35,  // Yes, No, Cancel with the question icon
+    kMbQuestion = 35,                 // Yes, No, Cancel with the question icon
+    kMbYesNoQuestion = 36,            // Yes and No with the question icon
+    kMbYesNoQuestionDefaultNo = 292,  // the same, No the default button
     kMbExclamation = 48,
     kMbInformation = 64,
 };
+// True for the styles that ask a question (Yes/No/Cancel or Yes/No).
+constexpr bool IsQuestionStyle(int style) {
+    return (style & 0x0F) == 3 || (style & 0x0F) == 4;
+}
+
 // Buttons a message box returns.
 enum MessageButton : int { kIdOk = 1, kIdCancel = 2, kIdYes = 6, kIdNo = 7 };
 
@@ -70,6 +77,18 @@ public:
     virtual ClipboardResult PutClipboardText(std::string text) = 0;
     // Sends one message; 0 on success, else a mail result code (reported when report is set).
     virtual int SendMail(const MailMessage& message, bool report) = 0;
+
+    // The decoder's questions. "Decode Error" shows text and returns the button chosen: 602
+    // skip this line, 603 decode this line, 604 decode all, 605 skip all, 200 abort (the
+    // warning that confirms 602 to 605 is the decoder's own question, asked afterwards).
+    virtual int DecodeErrorDialog(std::string_view text) = 0;
+    // "Retry Decoding": 0 abort, 1 try all formats, or the chosen decodable format id 3..20.
+    virtual int RetryDecodingDialog(std::string_view text) = 0;
+    // "Encode or Decode?": 7 encode, 6 decode, 2 cancel.
+    virtual int EncodeOrDecodeDialog(std::string_view text) = 0;
+    // The checksum differences after a decode, one tab-separated line each.
+    virtual void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
+                                       const std::vector<std::string>& lines) = 0;
 };
 
 // The described helpers over the port; templates are printf-style.

@@ -139,7 +139,7 @@ void ConsoleUi::WriteError(std::string_view text) const {
 }
 
 int ConsoleUi::Message(int style, std::string_view text) {
-    if (style == kMbQuestion) {
+    if (IsQuestionStyle(style)) {
         return AskQuestion(text);
     }
     WriteError(text);
@@ -232,6 +232,30 @@ ClipboardResult ConsoleUi::PutClipboardText(std::string /*text*/) {
 int ConsoleUi::SendMail(const MailMessage& /*message*/, bool /*report*/) {
     WriteError("E-mail is not available in the console program yet; nothing was sent.");
     return kMailNotSupported;
+}
+
+int ConsoleUi::DecodeErrorDialog(std::string_view text) {
+    WriteError(text);
+    return 200;
+}
+
+int ConsoleUi::RetryDecodingDialog(std::string_view text) {
+    WriteError(text);
+    return 0;
+}
+
+int ConsoleUi::EncodeOrDecodeDialog(std::string_view text) {
+    WriteError(text);
+    return kIdCancel;
+}
+
+void ConsoleUi::ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
+                                      const std::vector<std::string>& lines) {
+    std::string text = std::string(caption) + "\r\nInput File: " + std::string(inputPath);
+    for (const auto& line : lines) {
+        text += "\r\n" + line;
+    }
+    WriteError(text);
 }
 
 }  // namespace mandrel

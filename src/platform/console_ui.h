@@ -41,6 +41,11 @@ public:
     SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
     ClipboardResult PutClipboardText(std::string text) override;
     int SendMail(const MailMessage& message, bool report) override;
+    int DecodeErrorDialog(std::string_view text) override;
+    int RetryDecodingDialog(std::string_view text) override;
+    int EncodeOrDecodeDialog(std::string_view text) override;
+    void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
+                               const std::vector<std::string>& lines) override;
 
 private:
     void WriteError(std::string_view text) const;

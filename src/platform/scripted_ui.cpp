@@ -4,7 +4,7 @@ namespace mandrel {
 
 int ScriptedUi::Message(int style, std::string_view text) {
     messages.push_back({style, std::string(text)});
-    if (style != kMbQuestion) {
+    if (!IsQuestionStyle(style)) {
         return kIdOk;
     }
     if (answers.empty()) {
@@ -61,6 +61,41 @@ int ScriptedUi::SendMail(const MailMessage& message, bool /*report*/) {
     const int result = mailResults.front();
     mailResults.pop_front();
     return result;
+}
+
+namespace {
+
+int NextAnswer(std::deque<int>& answers, int fallback, int& unanswered) {
+    if (answers.empty()) {
+        ++unanswered;
+        return fallback;
+    }
+    const int answer = answers.front();
+    answers.pop_front();
+    return answer;
+}
+
+}  // namespace
+
+int ScriptedUi::DecodeErrorDialog(std::string_view text) {
+    dialogs.push_back({"DecodeError", std::string(text), {}});
+    return NextAnswer(decodeErrorAnswers, 200, unansweredQuestions);
+}
+
+int ScriptedUi::RetryDecodingDialog(std::string_view text) {
+    dialogs.push_back({"RetryDecoding", std::string(text), {}});
+    return NextAnswer(retryAnswers, 0, unansweredQuestions);
+}
+
+int ScriptedUi::EncodeOrDecodeDialog(std::string_view text) {
+    dialogs.push_back({"EncodeOrDecode", std::string(text), {}});
+    return NextAnswer(encodeOrDecodeAnswers, 2, unansweredQuestions);
+}
+
+void ScriptedUi::ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
+                                       const std::vector<std::string>& lines) {
+    dialogs.push_back(
+        {"ChecksumDetails", std::string(caption) + "\n" + std::string(inputPath), lines});
 }
 
 }  // namespace mandrel

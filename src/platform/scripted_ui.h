@@ -27,6 +27,11 @@ public:
     SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
     ClipboardResult PutClipboardText(std::string text) override;
     int SendMail(const MailMessage& message, bool report) override;
+    int DecodeErrorDialog(std::string_view text) override;
+    int RetryDecodingDialog(std::string_view text) override;
+    int EncodeOrDecodeDialog(std::string_view text) override;
+    void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
+                               const std::vector<std::string>& lines) override;
 
     // What was shown.
     std::vector<ShownMessage> messages;
@@ -49,6 +54,19 @@ public:
     bool clipboardWritten = false;
     std::vector<MailMessage> sentMail;
     std::deque<int> mailResults;  // none left: 0
+
+    // The decoder's dialogs: what they showed and the scripted answers. With no answer left,
+    // Decode Error aborts (200), Retry Decoding aborts (0), Encode or Decode cancels (2); each
+    // such unscripted dialog is counted in unansweredQuestions too.
+    struct Dialog {
+        std::string kind;  // "DecodeError", "RetryDecoding", "EncodeOrDecode", "ChecksumDetails"
+        std::string text;
+        std::vector<std::string> lines;  // the checksum details
+    };
+    std::vector<Dialog> dialogs;
+    std::deque<int> decodeErrorAnswers;
+    std::deque<int> retryAnswers;
+    std::deque<int> encodeOrDecodeAnswers;
 };
 
 }  // namespace mandrel

@@ -1,0 +1,35 @@
+// Reads BinHex 4.0 text: one stream of characters between two colons, run-length decoded, with
+// a header, a data fork and a resource fork, each with its CRC. Only the data fork is kept.
+#pragma once
+
+#include <cstdint>
+
+#include "core/buf_file.h"
+
+namespace mandrel {
+
+struct AppState;
+struct PartRecord;
+
+// The readers' results: a value 0 and up, or one of these.
+inline constexpr int kBinHexInvalid = -1;
+inline constexpr int kBinHexEnd = -2;
+inline constexpr int kBinHexColon = -3;
+
+int ReadBinHexChar(AppState& app);
+int ReadBinHexRaw(AppState& app);
+int ReadBinHexByte(AppState& app);
+
+// Reads and checks the header from input (positioned before the opening colon). Stores the
+// header CRCs in the part, the data length as the expected output size, the name in
+// HeaderName (NameFound set), and shows the header when interactive. False with
+// DecodeErrorText set when the stream does not start with ":" (the driver then goes to
+// BADFINISH).
+bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord& part);
+
+// Decodes up to 90 data-fork bytes into buffer; returns their count (0 while the resource fork
+// is read), or -1. nextState becomes DECODELINES, PREPARETRAILER or BADFINISH.
+int DecodeBinHexChunk(AppState& app, BufFile input, unsigned char* buffer, int interactive,
+                      int tolerant, PartRecord& part, int& nextState);
+
+}  // namespace mandrel

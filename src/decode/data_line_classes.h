@@ -1,0 +1,32 @@
+// Tells, line by line, where a part's encoded data begins and ends: separator lines, data,
+// trailers, the end of the data, checksum lines; and UU from XX on the first data line.
+#pragma once
+
+#include "core/buf_file.h"
+
+namespace mandrel {
+
+struct AppState;
+
+enum DataLineClass : int {
+    kLineData = 0,
+    kLineTrailer = 1,
+    kLineEndOfData = 2,
+    kLineChecksum = 3,
+    kLineBlankEnd = 4,
+};
+
+// True when the line is the separator of the current format; may read one further line.
+bool IsSeparatorLine(AppState& app, char* line, BufFile input);
+// The class of a line met while decoding part `part`, with the trailer's part and total. May
+// read further lines into line (Wincode v2.3).
+int ClassifyDataLine(AppState& app, char* line, int part, int& trailerPart, int& trailerTotal,
+                     BufFile input);
+// 1 when the line tells UU from XX (EncodingIndex and its table are then set), else 0.
+int GuessUuOrXx(AppState& app, const char* line);
+// Reads lines until one is not blank (an empty line at the end of the input).
+void SkipBlankLines(AppState& app, BufFile input, char* line);
+// 1 when nothing is left to read; the position and the line number are unchanged.
+int AtEndOfInput(AppState& app, BufFile input);
+
+}  // namespace mandrel

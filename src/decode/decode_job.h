@@ -1,0 +1,91 @@
+// The state of the decode job, shared by the decode driver, the recognisers, the line decoders,
+// the BinHex reader, the join and the checksum comparison.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/buf_file.h"
+
+namespace mandrel {
+
+// The states of the decode driver; the names are shown in "Unexpected EOF (%s).".
+enum DecodeState : int32_t {
+    LOOKFORHEADERTYPE = 0,
+    PARSEBEGINLINE = 1,
+    PREPAREHEADER = 2,
+    DECODELINES = 3,
+    PREPARETRAILER = 4,
+    CLEANFINISH = 5,
+    BADFINISH = 6,
+    FINDSEPARATOR = 7,
+    FINDSTARTOFDATA = 8,
+    LOOKFORPARTCHECKSUM = 9,
+    LOOKFORTOTALCHECKSUM = 10,
+    CRITICALERROR = 11,
+};
+std::string_view DecodeStateName(int state);
+
+// A line as the driver holds it: at most 254 characters, the line end included, and a zero.
+inline constexpr int kLineBufferSize = 255;
+using LineBuffer = std::array<char, kLineBufferSize + 1>;  // one more for an added CR
+
+// 6-bit value of every byte, -1 for bytes outside the alphabet.
+using DecodeTable = std::array<int32_t, 256>;
+
+// The whole-output figures compared after a decode.
+struct OutputTotals {
+    uint32_t runningChecksum = 0;   // "sum -r" of decoded UU/XX bytes; BinHex: data fork CRC
+    uint32_t expectedChecksum = 0;  // 0 = none given
+    int32_t expectedSize = 0;       // 0 or less = none given
+    uint32_t decodedSize = 0;
+};
+
+// Base64 decoding that lives across lines.
+struct Base64State {
+    int phase = 0;
+    unsigned carry = 0xFF;
+};
+
+// The BinHex reader's state, reset at the start of every BinHex decode.
+struct BinHexReaderState {
+    BufFile input = kNoBufFile;
+    int tolerant = 0;
+    std::array<int, 4> values{};
+    std::array<unsigned char, 3> triple{};
+    int index = 0;          // next byte of the triple to hand out (0 to 2)
+    int stopDelimiter = 0;  // where ":" was met within the group (0 = not)
+    int stopEnd = 0;        // where the end of input was met within the group (0 = not)
+    int runCount = 0;       // copies of lastByte still due
+    int lastByte = 0;
+    uint32_t bytesHandedOut = 0;
+    uint32_t lineEndsSeen = 0;
+    uint32_t charactersRead = 0;
+    int fork = 0;  // 0 data, 1 resource, 2 done
+    uint32_t forkLength = 0;
+    uint32_t forkPosition = 0;
+    uint32_t resourceLength = 0;
+    uint32_t savedDataCrc = 0;
+    bool resourceStatusShown = false;
+};
+
+struct DecodeJob {
+    long lineNumber = 0;     // lines read in this pass; a pushed-back line counts off again
+    uint32_t bytesRead = 0;  // for progress: the driver's own reads and the BinHex reader's
+    uint32_t inputSize = 0;
+    int lastPercent = -1;
+    int BinaryDataSeen = 0;  // 0, 1 (seen) or 2 (asked about)
+    bool NameFound = false;
+    std::string HeaderName;  // up to 255 characters
+    std::string DecodeErrorText;
+    uint32_t base64Position = 0;  // MIME characters taken in the current body
+    Base64State base64;
+    OutputTotals totals;
+    const DecodeTable* currentTable = nullptr;  // none while the encoding is Auto
+    BinHexReaderState binhex;
+    bool checksumDataPresent = false;  // set by the checksum comparison
+};
+
+}  // namespace mandrel

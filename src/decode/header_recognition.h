@@ -1,0 +1,41 @@
+// Recognises the lines that open an encoded file or a part of one: which multi-part format
+// wrote it, which part it is of how many, the encoding and the file name it carries. Also the
+// "begin" line, the MIME header block and the part-number phrases the formats share.
+#pragma once
+
+#include <string>
+
+#include "core/buf_file.h"
+#include "decode/decode_job.h"
+
+namespace mandrel {
+
+struct AppState;
+
+// Reads one line (at most 254 characters) for a recogniser, counting it in the line number.
+// Returns the characters taken, 0 at the end of the input, -1 on a read error.
+int ReadRecognizerLine(AppState& app, BufFile input, char* line);
+// Moves the input back by the line's length and counts the line off again.
+void PushBackLine(AppState& app, const char* line, BufFile input);
+
+// The FileFormat (3 to 20) that the line opens, or 0. May read further lines from input (the
+// line buffer then holds the last one read) and may push one back. part, total and name are
+// reset first (name to "DontKnow.Yet").
+int RecognizeHeader(AppState& app, char* line, BufFile input, int& part, int& total,
+                    std::string& name);
+// 1 and the name for a "begin" or "*begin" line (NameFound set, the line added to the current
+// part's checksum and size); else 0 and "DontKnow.Yet".
+int ParseBeginLine(AppState& app, const char* line, std::string& name);
+// A FileFormat guess (3, 6, 7 or 8) with part and total, or 0.
+int ParsePartNumbers(AppState& app, const char* text, int& part, int& total);
+// Skips blanks and takes a run of digits; returns the position after it.
+const char* ParseDecimal(const char* text, long& value, bool& found);
+const char* CopyNameToken(const char* text, std::string& name, bool quoted, bool stopAtBlank);
+bool FindNameParameter(const char* text, std::string& name);
+// After a Wincode or R.E.M. part-1 header: skips blank lines and takes in an XX "table" block.
+int SkipTableBlock(AppState& app, BufFile input, char* line);
+bool HasCutHere(const char* line);
+bool HasPartWord(const char* line);
+bool IsBlankLine(const char* line);
+
+}  // namespace mandrel

@@ -1,0 +1,28 @@
+// Turns one line of UU, XX or Base64 text into bytes, checking it against the encoding's rules
+// and keeping the part's and the output's checksums.
+#pragma once
+
+#include <cstdint>
+
+#include "decode/decode_job.h"
+
+namespace mandrel {
+
+struct AppState;
+struct PartRecord;
+
+// The table of an encoding (1 UU, 2 XX, 3 MIME, 4 BinHex).
+const DecodeTable& DecodeTableFor(int encoding);
+// Makes the table of the encoding current (none for 0, Auto).
+void SelectDecodeTable(AppState& app, int encoding);
+
+// Decodes line (zero-terminated, its line end included) into out (room for 3/4 of the line).
+// Returns the bytes decoded, or -1 with the reason in DecodeErrorText. tolerant = 1 decodes in
+// spite of errors.
+int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& part, int tolerant);
+
+// Adds text up to its first CR, LF or zero to the "sum -r" accumulator, a line end as one LF;
+// returns the characters consumed, the line end counted as one.
+int SumLineToEnd(const char* text, uint32_t& accumulator);
+
+}  // namespace mandrel
