@@ -1,0 +1,86 @@
+# Shared by the whole-process benchmarks: timing with hyperfine (or a loop), peak memory with
+# /usr/bin/time, a work directory with a private home. Sourced; expects `fail` and `runs`.
+
+have_hyperfine=0
+if command -v hyperfine >/dev/null; then
+    have_hyperfine=1
+fi
+if command -v jq >/dev/null; then
+    json_median() { jq -r '.results[0].median' "$1"; }
+elif command -v python3 >/dev/null; then
+    json_median() { python3 -c 'import json,sys; print(json.load(open(sys.argv[1]))["results"][0]["median"])' "$1"; }
+elif ((have_hyperfine)); then
+    fail "hyperfine's results need jq or python3 to be read"
+fi
+[[ -x /usr/bin/time ]] || fail "/usr/bin/time is not installed (apt-get install time)"
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/mandrel-bench-XXXXXX")
+if [[ ${KEEP:-0} != 1 ]]; then
+    trap 'rm -rf "$work"' EXIT
+fi
+# A private home: the program must neither read nor write the user's settings.
+home=$work/home
+mkdir -p "$home/.config"
+mandrel_env="HOME='$home' XDG_CONFIG_HOME='$home/.config'"
+
+# Median wall-clock seconds of a command over $runs runs, after one warm-up run.
+median_seconds() {
+    local command=$1 output=$2 json=$work/hyperfine.json
+    if ((have_hyperfine)); then
+        hyperfine --style none --warmup 1 --runs "$runs" --prepare "rm -rf '$output'" \
+            --export-json "$json" "$command" >/dev/null
+        json_median "$json"
+        return
+    fi
+    local i start end times=()
+    rm -rf "$output"
+    bash -c "$command"
+    for ((i = 0; i < runs; i++)); do
+        rm -rf "$output"
+        start=$(date +%s%N)
+        bash -c "$command"
+        end=$(date +%s%N)
+        times+=($(((end - start) / 1000)))
+    done
+    printf '%s\n' "${times[@]}" | sort -n | awk '{ t[NR] = $1 } END {
+        m = (NR % 2) ? t[(NR + 1) / 2] : (t[NR / 2] + t[NR / 2 + 1]) / 2; printf "%.6f\n", m / 1e6 }'
+}
+
+# Peak resident set of one run, in KiB.
+peak_rss_kib() {
+    local command=$1 output=$2
+    rm -rf "$output"
+    /usr/bin/time -f %M -o "$work/rss.txt" bash -c "exec $command"
+    tail -n 1 "$work/rss.txt"
+}
+
+# Times every "name|command|output" entry of the array named by $1 into the associative arrays
+# seconds and rss, in the order kept in names.
+declare -A seconds rss
+names=()
+time_cases() {
+    local -n list=$1
+    local entry name command output
+    for entry in "${list[@]}"; do
+        IFS='|' read -r name command output <<<"$entry"
+        names+=("$name")
+        echo "  timing $name ..." >&2
+        seconds[$name]=$(median_seconds "$command" "$output")
+        rss[$name]=$(peak_rss_kib "$command" "$output")
+        [[ -e $output ]] || fail "$name wrote no output"
+    done
+}
+
+# The table: tool, median seconds, MB/s of $2 bytes, peak RSS.
+print_table() {
+    local bytes=$1 name
+    printf '\n%-16s %12s %10s %14s\n' "tool" "median s" "MB/s" "peak RSS MiB"
+    for name in "${names[@]}"; do
+        awk -v n="$name" -v s="${seconds[$name]}" -v b="$bytes" -v k="${rss[$name]}" \
+            'BEGIN { printf "%-16s %12.3f %10.1f %14.1f\n", n, s, b / 1e6 / s, k / 1024 }'
+    done
+}
+
+# The peer's time over ours.
+speed_ratio() { awk -v a="${seconds[$1]}" -v b="${seconds[$2]}" 'BEGIN { printf "%.2f", a / b }'; }
+verdict() { awk -v r="$1" -v t="$2" 'BEGIN { print (r >= t) ? "met" : "MISSED" }'; }

@@ -1,0 +1,77 @@
+// Drives the decoder over arbitrary text: every input must end in a result, never a crash, a
+// hang or a file written outside the input's directory.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <unistd.h>
+
+#include "core/app_state.h"
+#include "decode/decode_driver.h"
+#include "platform/scripted_ui.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path& WorkDirectory() {
+    static const fs::path directory = [] {
+        fs::path made = fs::temp_directory_path() / ("mandrel-fuzz-" + std::to_string(::getpid()));
+        fs::create_directories(made / "in");
+        fs::create_directories(made / "tmp");
+        // The decoder's temporary part files go here, so that a forgotten one is seen.
+        ::setenv("TMPDIR", (made / "tmp").c_str(), 1);
+        return made;
+    }();
+    return directory;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
+    WorkDirectory();
+    const fs::path in = WorkDirectory() / "in";
+    const fs::path input = in / "input.txt";
+    {
+        std::ofstream out(input, std::ios::binary | std::ios::trunc);
+        out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+    }
+    mandrel::ScriptedUi ui;
+    mandrel::AppState app(ui);
+    app.files.BufFileInit(10, 16384);
+    // The first byte picks how questions go: none at all, or answered from a short script.
+    const int ask = size > 0 && (data[0] & 1U) != 0 ? 1 : 0;
+    if (ask != 0) {
+        ui.answers = {mandrel::kIdYes, mandrel::kIdYes};
+        ui.decodeErrorAnswers = {604};
+        ui.retryAnswers = {1};
+    }
+    app.config.decodemethod = 181;
+    app.job.JobInputPath = input.string();
+    app.job.JobDirection = mandrel::kDirectionDecode;
+    app.job.Interactive = ask;
+    const mandrel::BufFile file = app.files.BufFileOpen(
+        app.job.JobInputPath, mandrel::BufOpenMode::Read, mandrel::BF_TEXT | mandrel::BF_CR_ENDS_LINE);
+    if (file >= 0) {
+        mandrel::DecodeInput(app, file, ask);
+    }
+    // Whatever the text named, nothing may appear beside the work directory's own folder.
+    for (const auto& entry : fs::directory_iterator(WorkDirectory())) {
+        if (entry.path().filename() != "in" && entry.path().filename() != "tmp") {
+            std::abort();
+        }
+    }
+    // Every temporary part file is gone once the decode has returned.
+    if (!fs::is_empty(WorkDirectory() / "tmp")) {
+        std::abort();
+    }
+    for (const auto& entry : fs::directory_iterator(in)) {
+        if (entry.path() != input) {
+            fs::remove_all(entry.path());
+        }
+    }
+    return 0;
+}

@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Builds the decoder's fuzz target with clang and runs it over the checked-in corpus for a
+# bounded time. Usage: tests/fuzz/run.sh [seconds]
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+seconds="${1:-60}"
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DMANDREL_FUZZ=ON >/dev/null
+cmake --build build-fuzz -j2 --target decode_fuzz
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+# New inputs found go to a scratch copy; the checked-in seeds stay as they are.
+cp -r tests/fuzz/corpus "$work/corpus"
+build-fuzz/tests/fuzz/decode_fuzz -max_total_time="$seconds" -max_len=65536 -timeout=10 \
+  -rss_limit_mb=2048 -print_final_stats=1 "$work/corpus"
