@@ -119,8 +119,8 @@ unsigned MakeTempFileName(std::string& path) {
         std::string candidate = JoinPath(directory, name);
         errno = 0;
         // "x": fail when the name is taken, so two programs never share a file.
-        std::FILE* file =
-            std::fopen(candidate.c_str(), "wbx");  // NOLINT(cppcoreguidelines-owning-memory)
+        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): closed at once below
+        std::FILE* file = std::fopen(candidate.c_str(), "wbx");
         if (file != nullptr) {
             std::fclose(file);  // NOLINT(cppcoreguidelines-owning-memory)
             // Decoded mail and clipboard text lands here; the shared directory must not show
