@@ -23,8 +23,8 @@ int ReadBinHexByte(AppState& app);
 // Reads and checks the header from input (positioned before the opening colon). Stores the
 // header CRCs in the part, the data length as the expected output size, the name in
 // HeaderName (NameFound set), and shows the header when interactive. False with
-// DecodeErrorText set when the stream does not start with ":" (the driver then goes to
-// BADFINISH).
+// DecodeErrorText set when the stream does not start with ":", or ends or holds an invalid
+// character before the header and its CRC are complete (the driver then goes to BADFINISH).
 bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord& part);
 
 // Decodes up to 90 data-fork bytes into buffer; returns their count (0 while the resource fork

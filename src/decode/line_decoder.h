@@ -16,9 +16,11 @@ const DecodeTable& DecodeTableFor(int encoding);
 // Makes the table of the encoding current (none for 0, Auto).
 void SelectDecodeTable(AppState& app, int encoding);
 
-// Decodes line (zero-terminated, its line end included) into out (room for 3/4 of the line).
-// Returns the bytes decoded, or -1 with the reason in DecodeErrorText. tolerant = 1 decodes in
-// spite of errors.
+// Decodes line (zero-terminated, its line end included) into out: room for 3/4 of the line
+// and 3 bytes, and at least 63 (a short UU or XX line padded in tolerant mode yields what its
+// length character says). Returns the bytes decoded, or -1 with the reason in DecodeErrorText;
+// a refused line changes no sum, count or Base64 state. tolerant = 1 decodes in spite of
+// errors.
 int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& part, int tolerant);
 
 // Adds text up to its first CR, LF or zero to the "sum -r" accumulator, a line end as one LF;

@@ -1,0 +1,453 @@
+#include "decode/binhex_decoder.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "core/app_state.h"
+#include "core/format.h"
+#include "core/text_util.h"
+#include "decode/line_decoder.h"
+#include "encode/alphabets.h"
+#include "encode/binhex_encoder.h"
+
+namespace mandrel {
+
+namespace {
+
+constexpr int kRunMarker = 0x90;
+constexpr int kChunkBytes = 90;
+constexpr std::size_t kMaxNameLength = 63;  // the name field holds 64 bytes with its end
+
+// A section's CRC is complete once two zero bytes have followed its data.
+uint32_t FinishCrc(uint32_t crc) {
+    return BinHexCrcUpdate(0, BinHexCrcUpdate(0, crc));
+}
+
+std::string InputName(const AppState& app) {
+    return std::string(FileNamePart(app.job.JobInputPath));
+}
+
+// Fixed-size text fields end at their first zero byte, as the sending side's C texts did.
+std::string FieldText(std::string_view bytes) {
+    return std::string(bytes.substr(0, bytes.find('\0')));
+}
+
+// Two bytes, most significant first; a negative reader result is handed on.
+int ReadBinHexWord(AppState& app) {
+    const int high = ReadBinHexByte(app);
+    if (high < 0) {
+        return high;
+    }
+    const int low = ReadBinHexByte(app);
+    if (low < 0) {
+        return low;
+    }
+    return (high << 8) | low;
+}
+
+int64_t ReadBinHexLong(AppState& app) {
+    const int high = ReadBinHexWord(app);
+    if (high < 0) {
+        return high;
+    }
+    const int low = ReadBinHexWord(app);
+    if (low < 0) {
+        return low;
+    }
+    return (static_cast<int64_t>(high) << 16) | low;
+}
+
+// Reads the four characters of the next group and decodes its three bytes. A colon or the end
+// of the input inside the group is remembered where it was met; 0, or a negative result.
+int ReadGroup(AppState& app) {
+    BinHexReaderState& r = app.decode.binhex;
+    r.stopDelimiter = 0;
+    r.stopEnd = 0;
+    int k = 0;
+    for (; k < 4; ++k) {
+        const int value = ReadBinHexChar(app);
+        if (value >= 0) {
+            r.values[static_cast<std::size_t>(k)] = value;
+            continue;
+        }
+        if (value == kBinHexInvalid || k == 0) {
+            return value;
+        }
+        (value == kBinHexColon ? r.stopDelimiter : r.stopEnd) = k;
+        break;
+    }
+    for (; k < 4; ++k) {
+        r.values[static_cast<std::size_t>(k)] = 0;
+    }
+    const auto v = [&r](std::size_t i) { return static_cast<unsigned>(r.values[i]); };
+    r.triple[0] = static_cast<unsigned char>((v(0) << 2) | (v(1) >> 4));
+    r.triple[1] = static_cast<unsigned char>((v(1) << 4) | (v(2) >> 2));
+    r.triple[2] = static_cast<unsigned char>((v(2) << 6) | v(3));
+    return 0;
+}
+
+// Indexed by the fork (0 data, 1 resource) and by what ended the stream (0 the end of the
+// input, 1 a colon).
+constexpr const char* kPrematureEndTexts[2][2] = {
+    {"BinHex: Premature End of File in %s.\r\nData Length Specified was %ld Bytes;\r\nEOF Found "
+     "After %ld Bytes.",
+     "BinHex: Premature End of File in %s.\r\nData Length Specified was %ld Bytes;\r\nDelimiter "
+     "':' Found After %ld Bytes."},
+    {"BinHex: Premature End of File in %s.\r\nResource Length Specified was %ld Bytes;\r\nEOF "
+     "Found After %ld Bytes.",
+     "BinHex: Premature End of File in %s.\r\nResource Length Specified was %ld Bytes;\r\n"
+     "Delimiter ':' Found After %ld Bytes."},
+};
+
+void ReportPrematureEnd(AppState& app, int result) {
+    const BinHexReaderState& r = app.decode.binhex;
+    const char* text = kPrematureEndTexts[r.fork == 0 ? 0 : 1][result == kBinHexColon ? 1 : 0];
+    app.decode.DecodeErrorText =
+        Format(text, InputName(app).c_str(), static_cast<long>(r.forkLength),
+               static_cast<long>(r.forkPosition));
+}
+
+// A header that cannot be read to its end leaves nothing to decode.
+bool RefuseHeader(AppState& app, int result) {
+    const std::string name = InputName(app);
+    if (result != kBinHexInvalid) {
+        app.decode.DecodeErrorText =
+            Format("BinHex: Premature End of File in %s.\r\nHeader incomplete.", name.c_str());
+        return false;
+    }
+    // The reader has left the invalid byte's text, unless the input could not be read.
+    std::string text = Format("BinHex: Invalid Header in %s.", name.c_str());
+    if (!app.decode.DecodeErrorText.empty()) {
+        text += "\r\n" + app.decode.DecodeErrorText;
+    }
+    app.decode.DecodeErrorText = std::move(text);
+    return false;
+}
+
+struct HeaderFields {
+    std::string name;
+    std::string type;
+    std::string creator;
+    int flags = 0;
+    uint32_t dataLength = 0;
+    uint32_t resourceLength = 0;
+};
+
+// n bytes of the stream into text, cut to its first kept bytes; 0 or a negative result.
+int ReadField(AppState& app, int n, std::size_t kept, std::string& text) {
+    std::string bytes;
+    for (int i = 0; i < n; ++i) {
+        const int b = ReadBinHexByte(app);
+        if (b < 0) {
+            return b;
+        }
+        if (bytes.size() < kept) {
+            bytes.push_back(static_cast<char>(b));
+        }
+    }
+    text = FieldText(bytes);
+    return 0;
+}
+
+// Everything before the header CRC; 0 or the first negative reader result.
+int ReadHeaderFields(AppState& app, HeaderFields& h) {
+    const int nameLength = ReadBinHexByte(app);
+    if (nameLength < 0) {
+        return nameLength;
+    }
+    // The name and the version byte after it; a longer name than the field holds is cut.
+    int result = ReadField(app, nameLength + 1, kMaxNameLength, h.name);
+    if (result < 0 || (result = ReadField(app, 4, 4, h.type)) < 0 ||
+        (result = ReadField(app, 4, 4, h.creator)) < 0) {
+        return result;
+    }
+    const int flags = ReadBinHexWord(app);
+    if (flags < 0) {
+        return flags;
+    }
+    h.flags = flags;
+    const int64_t data = ReadBinHexLong(app);
+    if (data < 0) {
+        return static_cast<int>(data);
+    }
+    const int64_t resource = ReadBinHexLong(app);
+    if (resource < 0) {
+        return static_cast<int>(resource);
+    }
+    h.dataLength = static_cast<uint32_t>(data);
+    h.resourceLength = static_cast<uint32_t>(resource);
+    return 0;
+}
+
+void ShowHeader(AppState& app, const HeaderFields& h, uint32_t calculated, uint32_t stored) {
+    ShowMessage(app.ui, kMbPlain,
+                "BinHex Header Information:\r\n\r\nFile Name:\t%s\r\nFile Type: \t%s\r\nFile "
+                "Creator:\t%s\r\nFile Flags: \t%X\r\nData size: \t%ld\r\nResource size:\t%ld",
+                h.name.c_str(), h.type.c_str(), h.creator.c_str(), static_cast<unsigned>(h.flags),
+                static_cast<long>(h.dataLength), static_cast<long>(h.resourceLength));
+    if (calculated != stored) {
+        ShowMessage(app.ui, kMbExclamation,
+                    "Warning! Calculated header CRC of %x does not match the file header CRC of "
+                    "%x!\t\t Possible corrupt input file.",
+                    static_cast<unsigned>(calculated), static_cast<unsigned>(stored));
+    }
+}
+
+// After the last CRC: the rest of the stream up to and including the closing colon, so that
+// the text after it reaches the driver whole. What stands before the colon is not checked.
+void ConsumeClosingColon(AppState& app) {
+    BinHexReaderState& r = app.decode.binhex;
+    const bool met = r.stopDelimiter != 0 || r.stopEnd != 0;
+    r.stopDelimiter = 0;
+    r.stopEnd = 0;
+    r.index = 0;
+    if (met) {
+        return;
+    }
+    const int tolerant = r.tolerant;
+    r.tolerant = 1;
+    while (ReadBinHexChar(app) >= 0) {
+    }
+    r.tolerant = tolerant;
+}
+
+// The data fork is complete: its CRC is kept aside and the stored one read, then the resource
+// fork starts. Returns 0 to go on, else the chunk's result with nextState set.
+int StartResourceFork(AppState& app, int& nextState) {
+    BinHexReaderState& r = app.decode.binhex;
+    OutputTotals& totals = app.decode.totals;
+    // Once only, also when reading the stored CRC is retried after an invalid character.
+    if (!r.resourceStatusShown) {
+        r.resourceStatusShown = true;
+        r.savedDataCrc = FinishCrc(totals.runningChecksum);
+        ShowStatus(app.ui, "Ignoring Resource Fork in %s ...", InputName(app).c_str());
+    }
+    const int stored = ReadBinHexWord(app);
+    if (stored < 0) {
+        nextState = BADFINISH;
+        if (stored == kBinHexInvalid) {
+            return -1;
+        }
+        ReportPrematureEnd(app, stored);
+        return 0;
+    }
+    totals.expectedChecksum = static_cast<uint32_t>(stored);
+    r.fork = 1;
+    r.forkLength = r.resourceLength;
+    r.forkPosition = 0;
+    totals.runningChecksum = 0;
+    return 0;
+}
+
+// The resource fork is complete: its stored CRC is read (never compared), the stream closed,
+// and the data fork's CRC becomes the output's calculated checksum.
+int FinishStream(AppState& app, int& nextState) {
+    BinHexReaderState& r = app.decode.binhex;
+    const int stored = ReadBinHexWord(app);
+    if (stored < 0) {
+        nextState = BADFINISH;
+        if (stored == kBinHexInvalid) {
+            return -1;
+        }
+        ReportPrematureEnd(app, stored);
+        return 0;
+    }
+    r.fork = 2;
+    ConsumeClosingColon(app);
+    app.decode.totals.runningChecksum = r.savedDataCrc;
+    nextState = PREPARETRAILER;
+    return 0;
+}
+
+}  // namespace
+
+int ReadBinHexChar(AppState& app) {
+    BinHexReaderState& r = app.decode.binhex;
+    const DecodeTable& table = DecodeTableFor(kEncodingBinHex);
+    for (;;) {
+        char c[2];  // a text-mode read adds a zero
+        const long got = app.files.BufFileRead(r.input, c, 1);
+        if (got == 0) {
+            return kBinHexEnd;
+        }
+        if (got < 0) {
+            return kBinHexInvalid;
+        }
+        ++r.charactersRead;
+        ++app.decode.bytesRead;
+        const auto byte = static_cast<unsigned char>(c[0]);
+        switch (byte) {
+            case ' ':
+            case '\t':
+                continue;
+            case '\r':
+            case '\n':
+                ++r.lineEndsSeen;
+                continue;
+            case ':':
+                return kBinHexColon;
+            default:
+                break;
+        }
+        const int32_t value = table[byte];
+        if (value >= 0) {
+            return value;
+        }
+        if (r.tolerant == 0) {
+            app.decode.DecodeErrorText = Format("Invalid encoded data byte (0x%x).", byte);
+        }
+        return kBinHexInvalid;
+    }
+}
+
+int ReadBinHexRaw(AppState& app) {
+    BinHexReaderState& r = app.decode.binhex;
+    ++r.bytesHandedOut;
+    if (r.index == 0) {
+        const int result = ReadGroup(app);
+        if (result < 0) {
+            return result;
+        }
+    }
+    // A group cut short after k characters holds k - 1 whole bytes.
+    const int stop = r.stopDelimiter != 0 ? r.stopDelimiter : r.stopEnd;
+    if (stop != 0 && r.index == stop - 1) {
+        const int result = r.stopDelimiter != 0 ? kBinHexColon : kBinHexEnd;
+        r.stopDelimiter = 0;
+        r.stopEnd = 0;
+        r.index = 0;
+        return result;
+    }
+    const int byte = r.triple[static_cast<std::size_t>(r.index)];
+    r.index = r.index == 2 ? 0 : r.index + 1;
+    return byte;
+}
+
+int ReadBinHexByte(AppState& app) {
+    BinHexReaderState& r = app.decode.binhex;
+    int byte = 0;
+    if (r.runCount > 0) {
+        --r.runCount;
+        byte = r.lastByte;
+    } else {
+        for (;;) {
+            const int b = ReadBinHexRaw(app);
+            if (b < 0) {
+                return b;
+            }
+            if (b != kRunMarker) {
+                r.lastByte = b;
+                byte = b;
+                break;
+            }
+            const int n = ReadBinHexRaw(app);
+            if (n < 0) {
+                return n;
+            }
+            if (n == 0) {
+                r.lastByte = kRunMarker;
+                byte = kRunMarker;
+                break;
+            }
+            // A count of n stands for n copies in all, the one before the marker included;
+            // a count of 1 thus adds nothing and the next byte is read.
+            if (n > 1) {
+                r.runCount = n - 2;
+                byte = r.lastByte;
+                break;
+            }
+        }
+    }
+    app.decode.totals.runningChecksum =
+        BinHexCrcUpdate(static_cast<unsigned char>(byte), app.decode.totals.runningChecksum);
+    return byte;
+}
+
+bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord& part) {
+    BinHexReaderState& r = app.decode.binhex;
+    OutputTotals& totals = app.decode.totals;
+    r = BinHexReaderState{};
+    r.input = input;
+    totals.runningChecksum = 0;
+    app.decode.DecodeErrorText.clear();
+
+    if (ReadBinHexChar(app) != kBinHexColon) {
+        app.decode.DecodeErrorText =
+            Format("Missing Starting Colon ':' in %s.", InputName(app).c_str());
+        return false;
+    }
+    HeaderFields header;
+    const int result = ReadHeaderFields(app, header);
+    if (result < 0) {
+        return RefuseHeader(app, result);
+    }
+    const uint32_t calculated = FinishCrc(totals.runningChecksum);
+    const int stored = ReadBinHexWord(app);
+    if (stored < 0) {
+        return RefuseHeader(app, stored);
+    }
+    part.calculatedChecksum = calculated;
+    part.expectedChecksum = static_cast<uint32_t>(stored);
+
+    totals.expectedSize = static_cast<int32_t>(header.dataLength);
+    totals.expectedChecksum = 0;
+    totals.runningChecksum = 0;
+    r.fork = 0;
+    r.forkLength = header.dataLength;
+    r.forkPosition = 0;
+    r.resourceLength = header.resourceLength;
+
+    if (interactive != 0) {
+        ShowHeader(app, header, calculated, static_cast<uint32_t>(stored));
+    }
+    app.decode.HeaderName = header.name;
+    app.decode.NameFound = true;
+    return true;
+}
+
+int DecodeBinHexChunk(AppState& app, BufFile input, unsigned char* buffer,
+                      [[maybe_unused]] int interactive, int tolerant,
+                      [[maybe_unused]] PartRecord& part, int& nextState) {
+    BinHexReaderState& r = app.decode.binhex;
+    r.input = input;
+    r.tolerant = tolerant;
+    nextState = DECODELINES;
+    int count = 0;
+    // At most 90 bytes of either fork per call, so that the driver writes, shows progress and
+    // lets the window breathe often, whichever fork is being read.
+    for (int taken = 0; taken < kChunkBytes;) {
+        if (r.fork >= 2) {
+            nextState = PREPARETRAILER;
+            return 0;
+        }
+        if (r.forkPosition < r.forkLength) {
+            const int b = ReadBinHexByte(app);
+            if (b == kBinHexInvalid) {
+                nextState = BADFINISH;
+                return -1;
+            }
+            if (b < 0) {
+                ReportPrematureEnd(app, b);
+                nextState = BADFINISH;
+                return 0;
+            }
+            ++r.forkPosition;
+            ++taken;
+            if (r.fork == 0) {
+                buffer[count++] = static_cast<unsigned char>(b);
+            }
+            continue;
+        }
+        // A fork is complete. The data bytes of this call go out first, so that nothing
+        // already decoded is lost when the CRC after them turns out to be damaged.
+        if (count > 0) {
+            return count;
+        }
+        // The resource fork starts with the next call.
+        return r.fork == 0 ? StartResourceFork(app, nextState) : FinishStream(app, nextState);
+    }
+    return count;
+}
+
+}  // namespace mandrel
