@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "core/buf_file.h"
 #include "decode/decode_job.h"
@@ -37,5 +38,17 @@ int SkipTableBlock(AppState& app, BufFile input, char* line);
 bool HasCutHere(const char* line);
 bool HasPartWord(const char* line);
 bool IsBlankLine(const char* line);
+
+// Scanning steps shared by the recognisers. A blank is a space or a tab; a word ends at the
+// first blank, comma or the end of the text. Keys are compared up to the text's terminator.
+const char* SkipBlankChars(const char* text);
+const char* SkipWordChars(const char* text);
+bool StartsWithExact(const char* text, std::string_view key);
+bool StartsWithNoCase(const char* text, std::string_view key);
+// The first place where key stands, or null.
+const char* FindExact(const char* text, std::string_view key);
+const char* FindNoCase(const char* text, std::string_view key);
+// Adds the whole line to the current part's calculated checksum and size.
+void AddLineToPartSum(AppState& app, const char* line);
 
 }  // namespace mandrel
