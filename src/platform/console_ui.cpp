@@ -4,11 +4,15 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <optional>
+#include <string>
 #include <utility>
 
+#include "core/config.h"
+#include "core/format.h"
 #include "core/text_util.h"
 
 namespace mandrel {
@@ -105,6 +109,149 @@ int AnswerFor(std::string_view line) {
     }
 }
 
+// The decoder's dialogs on the terminal.
+constexpr int kDecodeErrorAbort = 200;
+constexpr int kRetryAbort = 0;
+constexpr std::string_view kDecodeErrorPrompt =
+    "[s]kip this line, [d]ecode this line, decode [a]ll invalid lines, sk[i]p all invalid lines, "
+    "a[b]ort? ";
+constexpr std::string_view kRetryPrompt =
+    "[a]ll formats, a format number or name (listed), or [q]uit? ";
+constexpr std::string_view kEncodeOrDecodePrompt = "[e]ncode, [d]ecode, [c]ancel? ";
+
+// Answers come without surrounding blanks and regardless of case.
+std::string Normalised(std::string_view line) {
+    line = SkipBlanks(line);
+    while (!line.empty() && (line.back() == ' ' || line.back() == '\t')) {
+        line.remove_suffix(1);
+    }
+    std::string lower(line);
+    for (char& c : lower) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return lower;
+}
+
+// The text of a dialog can quote a line of the input; its control characters are shown, never
+// obeyed by the terminal.
+std::string TerminalSafe(std::string_view text) {
+    const std::string plain = ConsoleText(text);
+    std::string shown;
+    shown.reserve(plain.size());
+    for (const char c : plain) {
+        const auto byte = static_cast<unsigned char>(c);
+        if ((byte < 0x20 && c != '\n' && c != '\t') || byte == 0x7F) {
+            shown += '^';
+            shown += static_cast<char>(byte ^ 0x40);
+        } else {
+            shown += c;
+        }
+    }
+    return shown;
+}
+
+// Decode Error: Enter is the dialog's default button, skip this line.
+std::optional<int> DecodeErrorAnswer(std::string_view line) {
+    const std::string answer = Normalised(line);
+    if (answer.empty() || answer == "s") {
+        return 602;
+    }
+    if (answer == "d") {
+        return 603;
+    }
+    if (answer == "a") {
+        return 604;
+    }
+    if (answer == "i") {
+        return 605;
+    }
+    if (answer == "b") {
+        return kDecodeErrorAbort;
+    }
+    return std::nullopt;
+}
+
+bool IsRetryFormat(int id) {
+    return id >= kFormatSingleFile && id < kFileFormatCount &&
+           FileFormatTable()[static_cast<std::size_t>(id)].decodable != 0;
+}
+
+// The formats a retry may force, one a line, the one Enter takes marked.
+std::string RetryFormatList() {
+    std::string list;
+    for (const FileFormatRow& row : FileFormatTable()) {
+        if (IsRetryFormat(row.id)) {
+            list += Format("%4d %s%s\n", row.id, row.name,
+                           row.id == kFormatSingleFile ? " (Enter)" : "");
+        }
+    }
+    return list;
+}
+
+// Retry Decoding: Enter retries with the list's selected entry, Single File.
+std::optional<int> RetryAnswer(std::string_view line) {
+    const std::string answer = Normalised(line);
+    if (answer.empty()) {
+        return kFormatSingleFile;
+    }
+    if (answer == "a" || answer == "all") {
+        return kFormatTryAll;
+    }
+    if (answer == "q" || answer == "quit") {
+        return kRetryAbort;
+    }
+    if (answer.size() <= 2 && std::isdigit(static_cast<unsigned char>(answer.front())) != 0 &&
+        std::isdigit(static_cast<unsigned char>(answer.back())) != 0) {
+        const int id = std::stoi(answer);
+        return IsRetryFormat(id) ? std::optional<int>(id) : std::nullopt;
+    }
+    for (const FileFormatRow& row : FileFormatTable()) {
+        if (IsRetryFormat(row.id) && answer == Normalised(row.name)) {
+            return row.id;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<int> EncodeOrDecodeAnswer(std::string_view line) {
+    const std::string answer = Normalised(line);
+    if (answer == "e" || answer == "encode") {
+        return kIdNo;  // the dialog's Encode button ends it with 7
+    }
+    if (answer == "d" || answer == "decode") {
+        return kIdYes;  // Decode ends it with 6
+    }
+    if (answer == "c" || answer == "cancel") {
+        return kIdCancel;
+    }
+    return std::nullopt;
+}
+
+// Shows the text (and a list under it) on the terminal and asks until an answer is accepted.
+// No terminal: nothing (the caller shows the text elsewhere). The end of the input or an
+// interrupt counts as the dialog's Escape, which the caller supplies as well.
+std::optional<int> AskChoice(const ConsoleUi::Options& options,
+                             const volatile std::sig_atomic_t* interrupt, std::string_view text,
+                             std::string_view list, std::string_view prompt,
+                             std::optional<int> (*parse)(std::string_view), int escape) {
+    const Terminal terminal(options.allowQuestions ? options.terminalPath : std::string());
+    if (!terminal.Open()) {
+        return std::nullopt;
+    }
+    terminal.Write(options.productName + ": " + TerminalSafe(text) + "\n");
+    terminal.Write(list);
+    for (;;) {
+        terminal.Write(prompt);
+        const std::optional<std::string> line = terminal.ReadLine(interrupt);
+        if (!line) {
+            terminal.Write("\n");
+            return escape;
+        }
+        if (const std::optional<int> answer = parse(*line)) {
+            return answer;
+        }
+    }
+}
 }  // namespace
 
 std::string ConsoleText(std::string_view text) {
@@ -235,18 +382,31 @@ int ConsoleUi::SendMail(const MailMessage& /*message*/, bool /*report*/) {
 }
 
 int ConsoleUi::DecodeErrorDialog(std::string_view text) {
-    WriteError(text);
-    return 200;
+    const std::optional<int> answer =
+        AskChoice(options_, interruptFlag_, text, {}, kDecodeErrorPrompt, DecodeErrorAnswer,
+                  kDecodeErrorAbort);
+    if (!answer) {
+        WriteError(TerminalSafe(text));
+    }
+    return answer.value_or(kDecodeErrorAbort);
 }
 
 int ConsoleUi::RetryDecodingDialog(std::string_view text) {
-    WriteError(text);
-    return 0;
+    const std::optional<int> answer = AskChoice(options_, interruptFlag_, text, RetryFormatList(),
+                                                kRetryPrompt, RetryAnswer, kRetryAbort);
+    if (!answer) {
+        WriteError(TerminalSafe(text));
+    }
+    return answer.value_or(kRetryAbort);
 }
 
 int ConsoleUi::EncodeOrDecodeDialog(std::string_view text) {
-    WriteError(text);
-    return kIdCancel;
+    const std::optional<int> answer = AskChoice(
+        options_, interruptFlag_, text, {}, kEncodeOrDecodePrompt, EncodeOrDecodeAnswer, kIdCancel);
+    if (!answer) {
+        WriteError(TerminalSafe(text));
+    }
+    return answer.value_or(kIdCancel);
 }
 
 void ConsoleUi::ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
@@ -255,7 +415,7 @@ void ConsoleUi::ChecksumDetailsDialog(std::string_view caption, std::string_view
     for (const auto& line : lines) {
         text += "\r\n" + line;
     }
-    WriteError(text);
+    WriteError(TerminalSafe(text));
 }
 
 }  // namespace mandrel

@@ -6,6 +6,7 @@
 #include "core/app_state.h"
 #include "core/format.h"
 #include "core/text_util.h"
+#include "decode/checksum_verify.h"
 #include "encode/alphabets.h"
 #include "encode/encode_driver.h"
 #include "shell/job_status.h"
@@ -58,6 +59,25 @@ std::string SuccessSentence(const AppState& app, const ReportWords& w, int direc
 
 }  // namespace
 
+int RunChecksumTest(AppState& app, int direction) {
+    app.decode.checksumDataPresent = false;
+    const bool testing = app.config.decodetestchecksum != 0;
+    if (testing && direction == kDirectionDecode) {
+        if (const int differences = VerifyChecksums(app, nullptr); differences > 0) {
+            ShowChecksumDetails(app);
+            return differences;
+        }
+    }
+    if (testing && app.decode.checksumDataPresent && app.job.ReportExtraText.empty()) {
+        app.job.ReportExtraText = "\r\nChecksum data found valid.";
+    }
+    return 0;
+}
+
+int RunChecksumTest(AppState& app) {
+    return RunChecksumTest(app, app.job.JobDirection);
+}
+
 std::string JobReportSentence(const AppState& app, int result, int direction, int encoding,
                               int parts) {
     const ReportWords words = WordsFor(app, direction, encoding);
@@ -80,6 +100,10 @@ std::string JobReportSentence(const AppState& app, int result, int direction, in
 
 void ShowJobReport(AppState& app, int result, int direction, int encoding, int parts) {
     if (app.config.nostatusmessages != 0) {
+        return;
+    }
+    // A decode whose checksums disagree shows the differences instead of a report.
+    if (result == kResultDone && RunChecksumTest(app, direction) > 0) {
         return;
     }
     const std::string sentence = JobReportSentence(app, result, direction, encoding, parts);
@@ -140,6 +164,7 @@ int EndOfJob(AppState& app, int result, int direction) {
                         job.JobInputPath.c_str());
     }
     job.InputIsTemporary = false;
+    job.JoinedInputsDirectory.clear();
     job.JobInputPath.clear();
     job.JobWarnings = false;
     job.ReportExtraText.clear();

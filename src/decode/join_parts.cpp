@@ -1,0 +1,200 @@
+#include "decode/join_parts.h"
+
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+#include "core/app_state.h"
+#include "core/format.h"
+#include "core/text_util.h"
+#include "shell/job_status.h"
+#include "shell/output_files.h"
+
+namespace mandrel {
+
+namespace {
+
+// The missing-parts text may not grow past what the message box was sized for.
+constexpr std::size_t kMaxMissingText = 510;
+// Bigger blocks than the layer's own buffer save calls; the result is the same file.
+constexpr long kAppendBlock = 64 * 1024;
+
+std::string PartFilePath(const PartRecord& row) {
+    return row.directory.empty() ? row.fileName : JoinPath(row.directory, row.fileName);
+}
+
+// The list of parts that never turned up, or "" when every part from 1 to total is there.
+std::string MissingPartsText(const PartTable& parts, int total) {
+    std::string text;
+    bool first = true;
+    for (int r = 0; r < total; ++r) {
+        // A total beyond the table's rows can never be complete.
+        if (r < MAX_PARTS && parts.rows[static_cast<std::size_t>(r)].partNumber != 0) {
+            continue;
+        }
+        if (text.empty()) {
+            text = Format("Total Parts Required: %d.\r\nMissing Parts: ", total);
+        }
+        const std::string number = Format(first ? "%d" : ", %d", r + 1);
+        if (text.size() + number.size() > kMaxMissingText) {
+            break;
+        }
+        text += number;
+        first = false;
+    }
+    return text;
+}
+
+// The row holding part k among the first total rows, or -1.
+int RowOfPart(const PartTable& parts, int k, int total) {
+    for (int r = 0; r < total && r < MAX_PARTS; ++r) {
+        if (parts.rows[static_cast<std::size_t>(r)].partNumber == k) {
+            return r;
+        }
+    }
+    return -1;
+}
+
+// A concatenation's rows name the user's own input files: once the join is over nothing may
+// take them for part files to delete.
+void ForgetInputFiles(PartTable& parts, int total) {
+    for (int r = 0; r < total && r < MAX_PARTS; ++r) {
+        parts.rows[static_cast<std::size_t>(r)].fileName.clear();
+        parts.rows[static_cast<std::size_t>(r)].directory.clear();
+    }
+}
+
+// Closes and removes the half-made output: a failed join leaves nothing behind.
+void DiscardOutput(AppState& app, BufFile output) {
+    if (output >= 0) {
+        app.files.BufFileClose(output);
+        std::remove(app.job.JobOutputPath.c_str());
+    }
+}
+
+}  // namespace
+
+int AppendPartFile(AppState& app, const std::string& name, BufFile output) {
+    const BufFile input = app.files.BufFileOpen(name, BufOpenMode::Read, 0);
+    if (input < 0) {
+        ShowMessage(app.ui, kMbStop, "Can't Read Temporary File %s for Append Operation.",
+                    name.c_str());
+        return 1;
+    }
+    const auto block = std::make_unique_for_overwrite<char[]>(kAppendBlock);
+    for (;;) {
+        const long got = app.files.BufFileRead(input, block.get(), kAppendBlock);
+        if (got < 0) {
+            app.files.BufFileClose(input);
+            ShowMessage(app.ui, kMbStop, "Read Error During Append Operation.");
+            return 1;
+        }
+        if (got == 0) {
+            app.files.BufFileClose(input);
+            return 0;
+        }
+        const long put =
+            app.files.BufFileWrite(output, std::string_view(block.get(), static_cast<size_t>(got)));
+        if (put < got) {
+            app.files.BufFileClose(input);
+            ShowMessage(app.ui, kMbStop, "Write Error During Append:\r\nWanted %d, Got %d bytes.",
+                        static_cast<int>(got), static_cast<int>(put));
+            return 1;
+        }
+        PumpMessages(app.ui, 4);
+        if (app.job.CancelRequested) {
+            app.files.BufFileClose(input);
+            return 1;
+        }
+    }
+}
+
+int JoinParts(AppState& app, int total, int interactive, int mode) {
+    // A cancel left over from before must not stop this join; showing a Cancel control is the
+    // shell's business, and the pump still delivers a new one.
+    app.job.CancelRequested = false;
+    if (total <= 0) {
+        ShowMessage(app.ui, kMbStop,
+                    "Number of Parts Could Not be Determined;\r\nSomething is Missing.");
+        return kResultReported;
+    }
+    PartTable& parts = app.parts;
+    if (const std::string missing = MissingPartsText(parts, total); !missing.empty()) {
+        ShowMessage(app.ui, kMbStop, "%s", missing.c_str());
+        return kResultReported;
+    }
+    if (mode == kJoinDecode && app.job.CurrentFileFormat == kFormatSingleFile) {
+        // The decode wrote straight into the output file.
+        return kResultDone;
+    }
+
+    const bool concatenate = mode == kJoinConcatenate;
+    auto fail = [&](BufFile output, int result) {
+        DiscardOutput(app, output);
+        if (concatenate) {
+            ForgetInputFiles(parts, total);
+        }
+        RestoreCursor(app.ui);
+        return result;
+    };
+
+    SetBusyCursor(app.ui);
+    SetProgress(app.ui, 0);
+    BufFile output = kNoBufFile;
+    for (int k = 1; k <= total; ++k) {
+        const int r = RowOfPart(parts, k, total);
+        if (r < 0) {
+            ShowMessage(app.ui, kMbStop, "Somehow Missing Part %d in Join Operation.", k);
+            return fail(output, kResultReported);
+        }
+        parts.current = r;
+        PartRecord& row = parts.rows[static_cast<std::size_t>(r)];
+        if (k == 1) {
+            output = MakeOutFile(app, app.job.JobOutputPath, mode, interactive);
+            if (output < 0) {
+                if (concatenate) {
+                    ForgetInputFiles(parts, total);
+                }
+                RestoreCursor(app.ui);
+                return output;
+            }
+        }
+        const std::string partPath = PartFilePath(row);
+        if (concatenate) {
+            ShowJobStatus(app, kDirectionConcatenate, 0, partPath,
+                          std::string_view(app.job.JobOutputPath), k, total);
+        } else {
+            ShowStatus(app.ui, "Joining Part %d of %d for %s", k, total,
+                       std::string(FileNamePart(app.job.JobOutputPath)).c_str());
+        }
+        SetProgress(app.ui, k * 100 / total);
+        if (AppendPartFile(app, partPath, output) != 0) {
+            const bool cancelled = app.job.CancelRequested;
+            if (!cancelled) {
+                ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", k);
+            }
+            return fail(output, cancelled ? kResultAborted : kResultReported);
+        }
+        if (concatenate) {
+            const std::string_view eol = EndOfLineString(app.config);
+            if (app.files.BufFileWrite(output, eol) < static_cast<long>(eol.size())) {
+                ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", k);
+                return fail(output, kResultReported);
+            }
+        } else {
+            std::remove(partPath.c_str());
+        }
+        row.fileName.clear();
+        row.directory.clear();
+    }
+    // The last blocks reach the disk only now; losing them spoils the last part.
+    if (!app.files.BufFileClose(output)) {
+        ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", total);
+        std::remove(app.job.JobOutputPath.c_str());
+        return fail(kNoBufFile, kResultReported);
+    }
+    RestoreCursor(app.ui);
+    return kResultDone;
+}
+
+}  // namespace mandrel
