@@ -41,6 +41,9 @@ struct JobState {
     bool CancelRequested = false;
     bool QuitRequested = false;
     bool InputIsTemporary = false;
+    // The directory of the files joined into a temporary input: what is decoded from it goes
+    // there, beside the files the user named, not into the temporary directory.
+    std::string JoinedInputsDirectory;
     int Interactive = 1;
     std::string CommandLineOutputName;
     bool EncodeToClipboard = false;
