@@ -317,12 +317,25 @@ TEST_F(ConsoleTest, AssociationsAreRefusedAndFilesIgnored) {
     EXPECT_FALSE(fs::exists(dir_ / "photo.uue"));
 }
 
-TEST_F(ConsoleTest, DecodingIsReportedAsUnavailable) {
-    WriteFile(dir_ / "a.uue", "begin 644 a\n`\nend\n");
+TEST_F(ConsoleTest, DecodesTheFileTheTextNames) {
+    WriteFile(dir_ / "a.uue", "begin 644 b.txt\n#86)C\n`\nend\n");
     const RunResult run = Run({"-N", (dir_ / "a.uue").string()});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(ReadFile(dir_ / "b.txt"), "abc");
+    EXPECT_EQ(run.out, "a.uue Successfully UU Decoded as\n" + (dir_ / "b.txt").string() + "\n");
+}
+
+TEST_F(ConsoleTest, UndecodableInputFailsWithoutQuestions) {
+    WriteFile(dir_ / "plain.txt", "nothing encoded here\n");
+    const RunResult run = Run({"-N", (dir_ / "plain.txt").string()});
     EXPECT_EQ(run.status, 1);
-    EXPECT_NE(run.err.find("decoding is not available"), std::string::npos) << run.err;
-    EXPECT_NE(run.err.find("-E"), std::string::npos) << run.err;
+    EXPECT_EQ(run.out, "");
+    for (const auto& entry : fs::directory_iterator(dir_)) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_TRUE(name == "plain.txt" || name.starts_with(".") || entry.is_directory() ||
+                    entry.path() == photo_)
+            << "left behind: " << name;
+    }
 }
 
 TEST_F(ConsoleTest, ClipboardIsNotAvailable) {

@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "core/app_state.h"
 #include "platform/scripted_ui.h"
+#include "encode/encode_driver.h"
 #include "shell/file_list_runner.h"
 #include "support/test_files.h"
 
@@ -80,22 +82,63 @@ TEST_F(FileListRunnerTest, UnreadableInputIsReportedAndStopsTheList) {
     EXPECT_FALSE(app_.encode.outputOpen);
 }
 
-TEST_F(FileListRunnerTest, DecodeEntriesAreReportedAsUnavailableAndFail) {
+// Encodes a file with the project's own encoder into dir, returning the paths of the parts.
+std::vector<std::string> EncodeParts(const std::string& input, int format, int outputSize) {
+    ScriptedUi ui;
+    AppState app(ui);
+    app.files.BufFileInit(10, 16384);
+    app.config.encodetype = format;
+    app.config.encodeoutputsize = outputSize;
+    app.job.JobInputPath = input;
+    app.job.JobDirection = kDirectionEncode;
+    const BufFile in = app.files.BufFileOpen(input, BufOpenMode::Read, 0);
+    EXPECT_EQ(EncodeFile(app, in, 0), kResultDone);
+    std::vector<std::string> parts;
+    for (int p = 1; p <= app.parts.JobPartCount; ++p) {
+        parts.push_back(BuildOutputName(app, input, 1, p, app.parts.JobPartCount));
+    }
+    return parts;
+}
+
+TEST_F(FileListRunnerTest, DecodesEachListedInputWhenJoiningIsOff) {
     app_.job.CmdLineEncode = 0;
-    const std::string a = MakeInput("a.uue", 10);
-    const std::string b = MakeInput("b.uue", 10);
-    SetList({a, b});
+    app_.config.decodejoin = 0;
+    std::filesystem::create_directory(dir_.path() / "out");
+    const std::string a = MakeInput("a.bin", 3000);
+    const std::string b = MakeInput("b.bin", 5000);
+    const auto aParts = EncodeParts(a, 3, 60000);
+    const auto bParts = EncodeParts(b, 3, 60000);
+    const std::string original = test::ReadFile(a);
+    std::filesystem::remove(a);
+    std::filesystem::remove(b);
+    SetList({aParts[0], bParts[0]});
     const auto outcomes = RunFileList(app_);
     ASSERT_EQ(outcomes.size(), 2u);
-    for (std::size_t i = 0; i < 2; ++i) {
-        EXPECT_EQ(outcomes[i].result, kResultReported);
-        EXPECT_EQ(outcomes[i].direction, kDirectionDecode);
-        ASSERT_EQ(ui_.messages.size(), 2u);
-        EXPECT_EQ(ui_.messages[i].style, kMbStop);
-        EXPECT_EQ(ui_.messages[i].text,
-                  "Can't Decode " + outcomes[i].path +
-                      ": decoding is not available in this version.\r\nUse -E to encode it.");
-    }
+    EXPECT_EQ(outcomes[0].result, kResultDone);
+    EXPECT_EQ(outcomes[1].result, kResultDone);
+    EXPECT_EQ(outcomes[0].direction, kDirectionDecode);
+    EXPECT_TRUE(outcomes[0].report.starts_with("a.uue Successfully UU Decoded as\r\n"))
+        << outcomes[0].report;
+    EXPECT_TRUE(test::ReadFile(a) == original);
+    EXPECT_TRUE(std::filesystem::exists(b));
+}
+
+TEST_F(FileListRunnerTest, JoinsListedInputsIntoOneTemporaryInputAndRemovesIt) {
+    app_.job.CmdLineEncode = 0;
+    app_.config.decodejoin = 1;
+    const std::string a = MakeInput("photo.jpg", 30000);
+    const std::string original = test::ReadFile(a);
+    auto parts = EncodeParts(a, 5, 4500);  // SimTel, several parts
+    ASSERT_GE(parts.size(), 3u);
+    std::filesystem::remove(a);
+    std::swap(parts[0], parts[2]);  // any order: the parts are put in order by their numbers
+    SetList(parts);
+    const auto outcomes = RunFileList(app_);
+    ASSERT_EQ(outcomes.size(), 1u);
+    EXPECT_EQ(outcomes[0].result, kResultDone) << (ui_.messages.empty() ? "" : ui_.messages[0].text);
+    EXPECT_TRUE(test::ReadFile(a) == original);
+    EXPECT_FALSE(std::filesystem::exists(outcomes[0].path)) << "the joined input is removed";
+    EXPECT_TRUE(app_.job.QuitRequested);
 }
 
 TEST_F(FileListRunnerTest, CancelDuringAFileAbortsItAndItsReportSaysSo) {

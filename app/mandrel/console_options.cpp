@@ -303,7 +303,8 @@ std::string HelpText(std::string_view programName) {
     const std::string program(programName);
     std::string text = Format("Usage: %s [OPTIONS] [SWITCHES] FILE...\n", program.c_str());
     text +=
-        "Encodes files as UU, XX, MIME (Base64) or BinHex text, whole or in parts.\n"
+        "Encodes files as UU, XX, MIME (Base64) or BinHex text, whole or in parts, and decodes\n"
+        "such text back into the files.\n"
         "\n"
         "Switches (introduced by - or /, letter in either case):\n"
         "  -E[u|x|m|b]    encode the files (UU, XX, MIME or BinHex; default: the setting)\n"
@@ -313,7 +314,8 @@ std::string HelpText(std::string_view programName) {
         "  -N             no questions: use default names and replace existing files\n"
         "  -O NAME        output file name\n"
         "  -R             make the file associations\n"
-        "Without -E, -C or -M the files are decoded (not yet available in this version).\n"
+        "Without -E, -C or -M the files are decoded: mail and news headers are skipped, and the\n"
+        "format and encoding of every part are recognised.\n"
         "\n"
         "Options (before the switches):\n"
         "  --help         show this text\n"

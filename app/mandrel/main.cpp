@@ -106,12 +106,13 @@ void ReportFile(AppState& app, const FileRunOutcome& outcome, bool quiet) {
 }
 
 int RunList(AppState& app, bool quiet) {
-    const int files = app.job.FileCount;
     const std::vector<FileRunOutcome> outcomes = RunFileList(
         app, [&app, quiet](const FileRunOutcome& outcome) { ReportFile(app, outcome, quiet); });
-    bool allDone = static_cast<int>(outcomes.size()) == files;
+    // The list ran to its end (joined inputs make one outcome for all of them) and every file
+    // succeeded.
+    bool allDone = !outcomes.empty() && app.job.FileCount == 0;
     for (const FileRunOutcome& outcome : outcomes) {
-        allDone = allDone && outcome.result == kResultDone;
+        allDone = allDone && outcome.result == kResultDone && !outcome.checksumDifferences;
     }
     return allDone ? kExitSuccess : kExitFailed;
 }

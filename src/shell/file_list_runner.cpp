@@ -1,8 +1,14 @@
 #include "shell/file_list_runner.h"
 
+#include <cstdio>
+
 #include "core/app_state.h"
+#include "core/text_util.h"
+#include "decode/decode_driver.h"
+#include "decode/join_parts.h"
 #include "encode/encode_driver.h"
 #include "shell/job_report.h"
+#include "shell/output_files.h"
 
 namespace mandrel {
 
@@ -24,9 +30,16 @@ void EndJob(AppState& app) {
 bool FinishFile(AppState& app, FileRunOutcome& outcome, int result) {
     outcome.result = result;
     outcome.direction = app.job.JobDirection;
-    // Taken now: EndOfJob clears the names the sentence is made of.
-    outcome.report = JobReportSentence(app, result, app.job.JobDirection, app.job.EncodingIndex,
-                                       app.parts.JobPartCount);
+    // Taken now: EndOfJob clears the names the sentence is made of. A decode whose checksums
+    // differ shows the differences instead of its sentence, as the window does.
+    if (result == kResultDone && app.config.nostatusmessages == 0 &&
+        RunChecksumTest(app) > 0) {
+        outcome.checksumDifferences = true;
+        outcome.report.clear();
+    } else {
+        outcome.report = JobReportSentence(app, result, app.job.JobDirection,
+                                           app.job.EncodingIndex, app.parts.JobPartCount);
+    }
     return EndOfJob(app, result, app.job.JobDirection) == 1;
 }
 
@@ -50,12 +63,75 @@ bool EncodeEntry(AppState& app, FileRunOutcome& outcome) {
     return FinishFile(app, outcome, result);
 }
 
-// Decoding is not part of this build: the entry is reported and counted as failed.
+// Decodes one input. Returns false when the list stops here.
 bool DecodeEntry(AppState& app, FileRunOutcome& outcome) {
-    app.job.JobInputPath = outcome.path;
-    app.job.JobDirection = kDirectionDecode;
-    ShowMessage(app.ui, kMbStop, kDecodeUnavailableText, outcome.path.c_str());
-    return FinishFile(app, outcome, kResultReported);
+    JobState& job = app.job;
+    job.JobInputPath = outcome.path;
+    job.JobDirection = kDirectionDecode;
+    const BufFile input =
+        app.files.BufFileOpen(job.JobInputPath, BufOpenMode::Read, BF_TEXT | BF_CR_ENDS_LINE);
+    if (input < 0) {
+        ShowMessage(app.ui, kMbStop, "Can't read %s", job.JobInputPath.c_str());
+        outcome.result = kResultReported;
+        outcome.direction = kDirectionDecode;
+        if (job.InputIsTemporary) {
+            std::remove(job.JobInputPath.c_str());
+            job.InputIsTemporary = false;
+        }
+        return false;
+    }
+    BeginJob(app);
+    // DecodeInput closes the input.
+    const int result = DecodeInput(app, input, job.Interactive);
+    EndJob(app);
+    if (result == kResultEncodeInstead) {
+        // The user chose to encode what held nothing to decode: the same file, then the rest.
+        if (job.InputIsTemporary) {
+            std::remove(job.JobInputPath.c_str());
+            job.InputIsTemporary = false;
+            return FinishFile(app, outcome, kResultReported);
+        }
+        return EncodeEntry(app, outcome);
+    }
+    return FinishFile(app, outcome, result);
+}
+
+// Joins the listed inputs, in their order, into one temporary file and decodes that as the
+// one input of the list. Returns false when the list stops here.
+bool JoinAndDecode(AppState& app, FileRunOutcome& outcome) {
+    JobState& job = app.job;
+    job.JobDirection = kDirectionDecode;
+    ClearPartTable(app.parts);
+    const int inputs = job.FileCount;
+    for (int i = 0; i < inputs && i < MAX_PARTS; ++i) {
+        PartRecord& row = app.parts.rows[static_cast<std::size_t>(i)];
+        row.partNumber = i + 1;
+        row.fileName = job.FileList[static_cast<std::size_t>(i)];
+    }
+    std::string joined;
+    if (MakeTempFileName(joined) == 0) {
+        ShowMessage(app.ui, kMbStop, "Can't Create Temporary File for Joining Input Files.");
+        outcome.result = kResultReported;
+        outcome.direction = kDirectionDecode;
+        return false;
+    }
+    job.JobOutputPath = joined;
+    job.FileList.push_back(joined);
+    job.FileIndex = job.FileCount;
+    ++job.FileCount;
+    BeginJob(app);
+    job.CurrentFileFormat = kFormatMultipleInputs;
+    const int result = JoinParts(app, inputs, 0, kJoinConcatenate);
+    EndJob(app);
+    job.JobInputPath = joined;
+    job.InputIsTemporary = true;
+    const std::string_view listed = DirectoryPart(job.FileList.front());
+    job.JoinedInputsDirectory = listed.empty() ? "." : std::string(listed);
+    outcome.path = joined;
+    if (result != kResultDone) {
+        return FinishFile(app, outcome, result);
+    }
+    return DecodeEntry(app, outcome);
 }
 
 // A list cut short leaves open the output that its single-part files were to share; closing it
@@ -87,8 +163,16 @@ std::vector<FileRunOutcome> RunFileList(
         }
         FileRunOutcome& outcome = outcomes.emplace_back();
         outcome.path = job.FileList[static_cast<std::size_t>(job.FileIndex)];
-        const bool more =
-            job.CmdLineEncode != 0 ? EncodeEntry(app, outcome) : DecodeEntry(app, outcome);
+        bool more = false;
+        if (job.CmdLineEncode != 0) {
+            more = EncodeEntry(app, outcome);
+        } else if (app.config.decodejoin != 0 && job.FileCount != 1 && job.FileIndex == 0) {
+            more = JoinAndDecode(app, outcome);
+        } else if (ChooseListAction(app, outcome.path) == WM_ENCODEFILE) {
+            more = EncodeEntry(app, outcome);
+        } else {
+            more = DecodeEntry(app, outcome);
+        }
         if (onFileDone) {
             onFileDone(outcome);
         }

@@ -15,6 +15,7 @@ struct FileRunOutcome {
     int result = 0;      // the job result code (0 done, 1 aborted, negative failures)
     int direction = 0;   // the JobDirection the file was run with
     std::string report;  // the report sentence of a success or abort, "" when there is none
+    bool checksumDifferences = false;  // decoded, but the carried checksums disagree
 };
 
 // Runs every entry of FileList, stopping early when an input cannot be read or a quit is
@@ -22,9 +23,5 @@ struct FileRunOutcome {
 // each one as soon as its file is finished.
 std::vector<FileRunOutcome> RunFileList(
     AppState& app, const std::function<void(const FileRunOutcome&)>& onFileDone = {});
-
-// The text shown for a list entry that would be decoded.
-inline constexpr const char* kDecodeUnavailableText =
-    "Can't Decode %s: decoding is not available in this version.\r\nUse -E to encode it.";
 
 }  // namespace mandrel

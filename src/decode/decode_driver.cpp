@@ -1,0 +1,1263 @@
+#include "decode/decode_driver.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "core/app_state.h"
+#include "core/format.h"
+#include "core/text_util.h"
+#include "decode/binhex_decoder.h"
+#include "decode/data_line_classes.h"
+#include "decode/decode_questions.h"
+#include "decode/header_recognition.h"
+#include "decode/join_parts.h"
+#include "decode/line_decoder.h"
+#include "encode/alphabets.h"
+#include "shell/job_status.h"
+#include "shell/output_files.h"
+
+namespace mandrel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kUnknownName = "DontKnow.Yet";
+
+// The FileFormat ids the driver treats specially.
+constexpr int kAltBinaries1 = 6;
+constexpr int kAltBinaries4 = 9;
+constexpr int kWincode = 13;
+constexpr int kLastFormat = kFileFormatCount - 1;  // R.E.M., where Try All Formats stops
+
+// Room for the bytes of one line (at most three quarters of 254 characters) or of one BinHex
+// chunk (90 bytes), with a margin.
+constexpr std::size_t kDecodedBufferSize = 512;
+
+constexpr std::string_view kChecksumKey = "sum -r/size";
+
+bool IsBlankChar(char c) {
+    return c == ' ' || c == '\t';
+}
+
+char LowerAscii(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+// Both compare no further than the text's terminating zero.
+bool StartsWithExact(const char* text, std::string_view key) {
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        if (text[i] != key[i]) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool StartsWithNoCase(const char* text, std::string_view key) {
+    for (std::size_t i = 0; i < key.size(); ++i) {
+        if (text[i] == '\0' || LowerAscii(text[i]) != LowerAscii(key[i])) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// A "begin" or "*begin" word with a blank after it: the line that opens UU or XX data.
+bool IsBeginWord(const char* line) {
+    if (StartsWithNoCase(line, "begin")) {
+        return IsBlankChar(line[5]);
+    }
+    return line[0] == '*' && StartsWithNoCase(line + 1, "begin") && IsBlankChar(line[6]);
+}
+
+// Formats whose header is followed by a separator line before the data.
+bool HasSeparator(int format) {
+    switch (format) {
+        case 4:
+        case 11:
+        case 12:
+        case 14:
+        case 15:
+        case 17:
+        case 18:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Formats whose data starts after blank lines that follow the header.
+bool DataFollowsHeader(int format) {
+    switch (format) {
+        case 5:
+        case 10:
+        case 13:
+        case 16:
+        case 19:
+        case 20:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool IsAltBinaries(int format) {
+    return format >= kAltBinaries1 && format <= kAltBinaries4;
+}
+
+// What the pass was still looking for when the input ran out.
+const char* MissingItem(int state) {
+    switch (state) {
+        case LOOKFORHEADERTYPE:
+            return "Any Encoding Header Information";
+        case DECODELINES:
+            return "End of Encoded Data";
+        case PREPARETRAILER:
+            return "Trailer to Match Header";
+        case FINDSEPARATOR:
+            return "Separator Indicating Start of Data";
+        default:
+            return "Start of Encoded Data";
+    }
+}
+
+std::string PartFilePath(const PartRecord& row) {
+    return row.directory.empty() ? row.fileName : JoinPath(row.directory, row.fileName);
+}
+
+// One call of DecodeInput: the per-pass values of the state machine and the files it holds.
+class DecodeRun {
+public:
+    DecodeRun(AppState& app, BufFile input, int ask) : app_(app), input_(input), ask_(ask) {}
+
+    int Run();
+
+private:
+    // The pass frame.
+    std::optional<int> StartPass();
+    std::optional<int> StepLoop();
+    void ReadNextLine();
+    void RunHandler();
+    void SetDecodeState(int state);
+    void ShowProgress();
+
+    // The state handlers.
+    void LookForHeaderType();
+    int AcceptHeader(int found);
+    bool TakePartRow();
+    void SingleFileHeader(bool beginLine);
+    void RestartAsSingleFile();
+    void ParseBeginLineState();
+    void PrepareHeader();
+    void NameOutput();
+    bool OpenPartOutput(PartRecord& row);
+    bool OpenSingleFileOutput(PartRecord& row);
+    bool OpenTemporaryOutput(PartRecord& row);
+    void DecodeLines();
+    void DecodeDataLine();
+    int DecodeOnce(int tolerant, int& next);
+    int AnswerRefusedLine(int& next);
+    std::string DecodeErrorQuestion() const;
+    void WriteDecoded(int count);
+    void LookForPartChecksum();
+    void LookForTotalChecksum();
+    const char* ReadChecksumFigures(uint32_t& checksum, int32_t& size) const;
+    void PrepareTrailer();
+    void AskAboutMimeGroups();
+    void CleanFinish();
+    void BadFinish();
+    void CriticalError();
+    void FindSeparator();
+    void FindStartOfData();
+
+    // The end of a pass: a result, or nothing when another pass is to run.
+    std::optional<int> EndOfPass();
+    void DiagnoseBinaryInput();
+    void DiagnoseBeginAndEnd();
+    int FinishCleanly();
+    int ReportUnexpectedEof();
+    std::optional<int> TryNextFormat();
+    std::optional<int> AskHowToGoOn(const std::string& failure);
+
+    // Files.
+    bool CloseOutput();
+    void CloseOutputQuietly();
+    void CloseDecodeFilesHere(bool withInput);
+    void Rewind();
+    int Finish(int result);
+
+    bool AtEnd() { return !moreSteps_ || AtEndOfInput(app_, input_) != 0; }
+    PartRecord& CurrentRow() {
+        return app_.parts
+            .rows[static_cast<std::size_t>(std::clamp(app_.parts.current, 0, MAX_PARTS - 1))];
+    }
+    int CurrentFormat() const { return app_.job.CurrentFileFormat; }
+    int Encoding() const { return app_.job.EncodingIndex; }
+    bool SingleFile() const { return CurrentFormat() == kFormatSingleFile; }
+    std::string InputName() const { return std::string(FileNamePart(app_.job.JobInputPath)); }
+    std::string OutputPathFor(std::string name) const;
+    std::string OutputDirectory() const;
+    std::string FallbackName() const;
+    void ShowPartStatus();
+
+    AppState& app_;
+    BufFile input_;
+    BufFile output_ = kNoBufFile;
+    int ask_;
+
+    // Kept from pass to pass.
+    int forced_ = 0;
+    bool tryAll_ = false;
+    std::string madeOutput_;  // the last output file this call created itself
+
+    // Per pass.
+    int state_ = LOOKFORHEADERTYPE;
+    int headerPart_ = 0;
+    int headerTotal_ = 0;
+    int trailerPart_ = 0;
+    int trailerTotal_ = 0;
+    bool beginSeen_ = false;
+    bool endSeen_ = false;
+    bool dataSeen_ = false;
+    bool formatSwitch_ = false;
+    bool encodingSettled_ = false;
+    bool announce_ = true;
+    bool fileFinished_ = false;  // a Single File output was completed in this pass
+    int lastClass_ = kLineData;
+    int lineAnswer_ = kLineAnswerNone;
+    bool readNext_ = true;
+    bool moreSteps_ = true;
+    bool restart_ = false;
+    std::optional<int> exit_;  // a handler's own way out of DecodeInput
+
+    // Progress, counted in 64 bits so that inputs beyond 4 GiB show sensible figures.
+    uint64_t inputSize_ = 0;
+    uint64_t totalRead_ = 0;
+    uint32_t lastCounted_ = 0;
+    uint64_t nextProgressAt_ = 0;
+
+    LineBuffer line_{};
+    std::array<unsigned char, kDecodedBufferSize> decoded_{};
+    std::string scratchName_;  // the name of a header met while looking for a separator
+};
+
+int DecodeRun::Run() {
+    const Config& config = app_.config;
+    forced_ = config.decodeautodetect != 0 ? 0 : config.decodetype;
+    tryAll_ = false;
+    app_.decode.BinaryDataSeen = 0;
+    for (;;) {
+        if (const std::optional<int> result = StartPass()) {
+            return *result;
+        }
+        if (const std::optional<int> result = StepLoop()) {
+            return *result;
+        }
+        if (restart_) {
+            continue;
+        }
+        if (const std::optional<int> result = EndOfPass()) {
+            return *result;
+        }
+    }
+}
+
+std::optional<int> DecodeRun::StartPass() {
+    DecodeJob& decode = app_.decode;
+    JobState& job = app_.job;
+    formatSwitch_ = false;
+    decode.DecodeErrorText.clear();
+    encodingSettled_ = false;
+    dataSeen_ = false;
+    beginSeen_ = false;
+    endSeen_ = false;
+    fileFinished_ = false;
+    restart_ = false;
+    job.CurrentFileFormat = kFormatToBeDetermined;
+    SetDecodeState(LOOKFORHEADERTYPE);
+    ClearPartTable(app_.parts);
+    SelectDecodeTable(app_, job.EncodingIndex);
+    decode.bytesRead = 0;
+
+    const int64_t size = app_.files.BufFileSize(input_);
+    if (size == 0) {
+        ShowMessage(app_.ui, kMbStop, "No point in decoding a zero-sized file %s.",
+                    job.JobInputPath.c_str());
+        return Finish(kResultReported);
+    }
+    if (size < 0) {
+        ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Read Failure on %s because",
+                        job.JobInputPath.c_str());
+        return Finish(kResultReported);
+    }
+    inputSize_ = static_cast<uint64_t>(size);
+    decode.inputSize =
+        static_cast<uint32_t>(std::min<uint64_t>(inputSize_, std::numeric_limits<uint32_t>::max()));
+
+    decode.lastPercent = -1;
+    headerPart_ = 0;
+    headerTotal_ = 0;
+    trailerPart_ = 0;
+    trailerTotal_ = 0;
+    decode.NameFound = false;
+    decode.totals = OutputTotals{};
+    job.JobOutputPath = kUnknownName;
+    decode.lineNumber = 0;
+    output_ = kNoBufFile;
+    moreSteps_ = true;
+    announce_ = true;
+    readNext_ = true;
+    lastClass_ = kLineData;
+    lineAnswer_ = kLineAnswerNone;
+    totalRead_ = 0;
+    lastCounted_ = 0;
+    nextProgressAt_ = 0;
+    line_[0] = '\0';
+    return std::nullopt;
+}
+
+std::optional<int> DecodeRun::StepLoop() {
+    while (moreSteps_) {
+        if (app_.job.CancelRequested) {
+            CloseDecodeFilesHere(true);
+            return Finish(kResultAborted);
+        }
+        if (readNext_) {
+            ReadNextLine();
+        }
+        readNext_ = true;
+        RunHandler();
+        if (exit_) {
+            return Finish(*exit_);
+        }
+        if (restart_) {
+            return std::nullopt;
+        }
+        ShowProgress();
+    }
+    return std::nullopt;
+}
+
+void DecodeRun::ReadNextLine() {
+    DecodeJob& decode = app_.decode;
+    const int count = app_.files.BufFileReadLine(input_, line_.data(), kLineBufferSize);
+    ++decode.lineNumber;
+    if (count < 0) {
+        line_[0] = '\0';
+        ShowMessage(app_.ui, kMbStop, "Line %ld: Read Failure of %s!", decode.lineNumber,
+                    app_.job.JobInputPath.c_str());
+        SetDecodeState(CRITICALERROR);
+    } else if (count == 0) {
+        line_[0] = '\0';
+        moreSteps_ = false;
+    } else {
+        moreSteps_ = true;
+        decode.bytesRead += static_cast<uint32_t>(count);
+    }
+}
+
+void DecodeRun::RunHandler() {
+    switch (state_) {
+        case LOOKFORHEADERTYPE:
+            LookForHeaderType();
+            break;
+        case PARSEBEGINLINE:
+            ParseBeginLineState();
+            break;
+        case PREPAREHEADER:
+            PrepareHeader();
+            break;
+        case DECODELINES:
+            DecodeLines();
+            break;
+        case PREPARETRAILER:
+            PrepareTrailer();
+            break;
+        case CLEANFINISH:
+            CleanFinish();
+            break;
+        case BADFINISH:
+            BadFinish();
+            break;
+        case FINDSEPARATOR:
+            FindSeparator();
+            break;
+        case FINDSTARTOFDATA:
+            FindStartOfData();
+            break;
+        case LOOKFORPARTCHECKSUM:
+            LookForPartChecksum();
+            break;
+        case LOOKFORTOTALCHECKSUM:
+            LookForTotalChecksum();
+            break;
+        default:
+            CriticalError();
+            break;
+    }
+}
+
+void DecodeRun::SetDecodeState(int state) {
+    state_ = state;
+    moreSteps_ = true;
+}
+
+void DecodeRun::ShowProgress() {
+    // The BinHex reader counts its characters into the same 32-bit figure; the difference
+    // since the last step is exact even when that figure wraps.
+    const uint32_t now = app_.decode.bytesRead;
+    totalRead_ += static_cast<uint32_t>(now - lastCounted_);
+    lastCounted_ = now;
+    // The percentage changes seldom: divide only when the count reaches the next step.
+    if (totalRead_ < nextProgressAt_) {
+        return;
+    }
+    const uint64_t percent = (totalRead_ * 100U + 100U) / inputSize_;
+    if (static_cast<int>(percent) != app_.decode.lastPercent) {
+        app_.decode.lastPercent = static_cast<int>(percent);
+        SetProgress(app_.ui, static_cast<int>(percent));
+    }
+    const uint64_t wanted = (percent + 1U) * inputSize_;
+    nextProgressAt_ = wanted <= 100U ? 0U : (wanted - 100U + 99U) / 100U;
+}
+
+// ---- Finding a part and setting it up ----
+
+void DecodeRun::LookForHeaderType() {
+    // A "begin" after a finished single file starts a file of its own: with the data to decide
+    // the encoding, that file decides it afresh (the line may be replaced by the recogniser).
+    const bool freshEncoding = fileFinished_ && app_.config.decodemethod == kDecodeByDataInput &&
+                               IsBeginWord(line_.data());
+    const int found = RecognizeHeader(app_, line_.data(), input_, headerPart_, headerTotal_,
+                                      app_.decode.HeaderName);
+    const int accepted = AcceptHeader(found);
+    if (accepted < 0) {
+        return;
+    }
+    if (accepted != 0) {
+        app_.job.CurrentFileFormat = accepted;
+        if (!TakePartRow()) {
+            return;
+        }
+    }
+    if (accepted == kFormatSingleFile) {
+        SingleFileHeader(freshEncoding);
+    } else if (HasSeparator(accepted)) {
+        SetDecodeState(FINDSEPARATOR);
+        announce_ = true;
+    } else if (DataFollowsHeader(accepted)) {
+        SetDecodeState(FINDSTARTOFDATA);
+        announce_ = true;
+    } else if (IsAltBinaries(accepted)) {
+        if (headerPart_ == 1 && headerTotal_ == 1 && !tryAll_) {
+            RestartAsSingleFile();
+            return;
+        }
+        SetDecodeState(FINDSEPARATOR);
+        announce_ = true;
+    } else if (announce_) {
+        ShowStatus(app_.ui, "Looking for %s Header in %s ...",
+                   std::string(FileFormatName(forced_)).c_str(), InputName().c_str());
+        announce_ = false;
+    }
+    PumpMessages(app_.ui, 4);
+}
+
+// The format the header is taken as (0 = none), or -1 when it ended the pass.
+int DecodeRun::AcceptHeader(int found) {
+    const int current = CurrentFormat();
+    int accepted = 0;
+    if (forced_ != 0) {
+        accepted = found == forced_ ? found : 0;
+    } else if (current == kFormatToBeDetermined) {
+        accepted = found;
+    } else if (found != 0) {
+        if (found != current && !formatSwitch_) {
+            app_.decode.DecodeErrorText = mandrel::Format(
+                "Line %ld: Inconsistent File Formats.\r\nExpected Type %s, Got "
+                "Type %s.",
+                app_.decode.lineNumber, std::string(FileFormatName(current)).c_str(),
+                std::string(FileFormatName(found)).c_str());
+            SetDecodeState(BADFINISH);
+            readNext_ = false;
+            return -1;
+        }
+        accepted = found;
+    }
+    // A part without a row of the part table cannot be decoded; the recognisers refuse such
+    // numbers, and a header that still carries one is not taken.
+    if (accepted != 0 && (headerPart_ < 1 || headerPart_ > MAX_PARTS)) {
+        accepted = 0;
+    }
+    return accepted;
+}
+
+// Makes the header's part the current row; false when the part was decoded already.
+bool DecodeRun::TakePartRow() {
+    PartTable& parts = app_.parts;
+    parts.current = headerPart_ - 1;
+    PartRecord& row = CurrentRow();
+    if (!formatSwitch_ && dataSeen_ && row.partNumber != 0 && !SingleFile()) {
+        app_.decode.DecodeErrorText =
+            mandrel::Format("Line %ld: Duplicate Part %d.", app_.decode.lineNumber, headerPart_);
+        SetDecodeState(BADFINISH);
+        return false;
+    }
+    row.partNumber = headerPart_;
+    return true;
+}
+
+void DecodeRun::SingleFileHeader(bool freshEncoding) {
+    beginSeen_ = true;
+    if (freshEncoding) {
+        app_.job.EncodingIndex = kEncodingAuto;
+        SelectDecodeTable(app_, kEncodingAuto);
+        encodingSettled_ = false;
+    }
+    switch (Encoding()) {
+        case kEncodingMIME:
+            SetDecodeState(FINDSTARTOFDATA);
+            encodingSettled_ = true;
+            break;
+        case kEncodingBinHex:
+            encodingSettled_ = true;
+            readNext_ = false;
+            SetDecodeState(PREPAREHEADER);
+            break;
+        default:
+            SetDecodeState(PREPAREHEADER);
+            break;
+    }
+    announce_ = true;
+}
+
+// An Alt.binaries posting of one part is a single file under a subject line: read it so.
+void DecodeRun::RestartAsSingleFile() {
+    forced_ = kFormatSingleFile;
+    CloseDecodeFilesHere(false);
+    Rewind();
+    restart_ = true;
+}
+
+void DecodeRun::ParseBeginLineState() {
+    readNext_ = false;
+    if (headerPart_ == 1) {
+        readNext_ = true;
+        if (ParseBeginLine(app_, line_.data(), app_.decode.HeaderName) == 0) {
+            SetDecodeState(LOOKFORHEADERTYPE);
+            return;
+        }
+        beginSeen_ = true;
+    }
+    SetDecodeState(PREPAREHEADER);
+}
+
+void DecodeRun::PrepareHeader() {
+    readNext_ = false;
+    announce_ = true;
+    PartTable& parts = app_.parts;
+    if (parts.JobPartCount == 0) {
+        parts.JobPartCount = headerTotal_;
+    } else if (parts.JobPartCount != headerTotal_) {
+        app_.decode.DecodeErrorText = mandrel::Format(
+            "Line %ld: Inconsistent # of Total Parts\r\nfor Part %d: Expected %d, "
+            "Got %d.",
+            app_.decode.lineNumber, headerPart_, parts.JobPartCount, headerTotal_);
+        SetDecodeState(BADFINISH);
+        return;
+    }
+    PartRecord& row = CurrentRow();
+    if (Encoding() == kEncodingBinHex && !ReadBinHexHeader(app_, input_, ask_, row)) {
+        SetDecodeState(BADFINISH);
+        return;
+    }
+    NameOutput();
+    if (!OpenPartOutput(row)) {
+        return;
+    }
+    SetDecodeState(DECODELINES);
+    app_.decode.base64Position = 0;
+    lineAnswer_ = kLineAnswerNone;
+    ShowPartStatus();
+}
+
+void DecodeRun::ShowPartStatus() {
+    const JobState& job = app_.job;
+    ShowJobStatus(app_, kDirectionDecode, job.EncodingIndex, job.JobInputPath,
+                  std::string_view(job.JobOutputPath), headerPart_, headerTotal_);
+}
+
+void DecodeRun::NameOutput() {
+    DecodeJob& decode = app_.decode;
+    if (decode.NameFound) {
+        decode.NameFound = false;
+        app_.job.JobOutputPath = OutputPathFor(decode.HeaderName);
+    } else if (app_.job.JobOutputPath == kUnknownName) {
+        // No name yet (a later part came first): one beside the input stands in until part 1
+        // names the file.
+        app_.job.JobOutputPath = OutputPathFor({});
+    }
+}
+
+// Names taken from the text are made safe and put beside the input; the user's own output
+// name (the O switch) is taken as given.
+std::string DecodeRun::OutputPathFor(std::string name) const {
+    const JobState& job = app_.job;
+    if (!job.CommandLineOutputName.empty()) {
+        return job.CommandLineOutputName;
+    }
+    SanitizeFileName(name);
+    if (name.empty()) {
+        name = FallbackName();
+    }
+    return JoinPath(OutputDirectory(), name);
+}
+
+// The input's own directory; for files joined into a temporary input, theirs.
+std::string DecodeRun::OutputDirectory() const {
+    const JobState& job = app_.job;
+    if (!job.JoinedInputsDirectory.empty()) {
+        return job.JoinedInputsDirectory;
+    }
+    const std::string_view directory = DirectoryPart(job.JobInputPath);
+    if (directory.empty() && job.JobInputPath.starts_with('/')) {
+        return "/";
+    }
+    return std::string(directory);
+}
+
+// For text that names no file (an empty name, or only directories): the input's own name with
+// ".out", unless that is the input itself.
+std::string DecodeRun::FallbackName() const {
+    std::string name = BaseNameNoExt(app_.job.JobInputPath) + ".out";
+    SanitizeFileName(name);
+    if (name == ".out" || name == FileNamePart(app_.job.JobInputPath)) {
+        return kUnknownName;
+    }
+    return name;
+}
+
+bool DecodeRun::OpenPartOutput(PartRecord& row) {
+    // A file that an earlier header of the same part left (no data had been decoded into it)
+    // would otherwise be forgotten.
+    if (!row.fileName.empty()) {
+        std::remove(PartFilePath(row).c_str());
+        row.fileName.clear();
+        row.directory.clear();
+    }
+    CloseOutputQuietly();
+    return SingleFile() ? OpenSingleFileOutput(row) : OpenTemporaryOutput(row);
+}
+
+bool DecodeRun::OpenSingleFileOutput(PartRecord& row) {
+    JobState& job = app_.job;
+    std::string path = job.JobOutputPath;
+    const int ask = job.CommandLineOutputName.empty() ? ask_ : 0;
+    const BufFile output = MakeOutFile(app_, path, kDirectionDecode, ask);
+    if (output == kResultDialogCancelled) {
+        CloseDecodeFilesHere(true);
+        exit_ = kResultDialogCancelled;
+        return false;
+    }
+    if (output < 0) {
+        SetDecodeState(CRITICALERROR);
+        return false;
+    }
+    output_ = output;
+    job.JobOutputPath = path;
+    // Named in the row only once it exists: a failure deletes the part files, and a file that
+    // was not made here (a device named as the output, say) is never one of them.
+    std::error_code ec;
+    if (fs::is_regular_file(fs::symlink_status(path, ec))) {
+        row.fileName = path;
+        row.directory.clear();
+        madeOutput_ = path;
+    }
+    return true;
+}
+
+// The parts of a multi-part file go to temporary files until the join. They are opened
+// directly, not through the output naming, which would move them to the output directory.
+bool DecodeRun::OpenTemporaryOutput(PartRecord& row) {
+    std::string path;
+    if (MakeTempFileName(path) == 0) {
+        const int error = errno;
+        ShowSystemError(app_.ui, error, kMbStop, "Can't Create Temporary File for Part %d because",
+                        headerPart_);
+        SetDecodeState(CRITICALERROR);
+        return false;
+    }
+    row.fileName = path;
+    row.directory.clear();
+    output_ = app_.files.BufFileOpen(path, BufOpenMode::CreateAlways, BF_TEXT);
+    if (output_ < 0) {
+        ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
+                        path.c_str());
+        output_ = kNoBufFile;
+        SetDecodeState(CRITICALERROR);
+        return false;
+    }
+    return true;
+}
+
+// ---- A part's data, checksum lines and trailer ----
+
+void DecodeRun::DecodeLines() {
+    app_.decode.DecodeErrorText.clear();
+    int lineClass =
+        ClassifyDataLine(app_, line_.data(), headerPart_, trailerPart_, trailerTotal_, input_);
+    // The empty line after the end of the input is no data, whatever the encoding (with the
+    // encoding still undecided it would otherwise be refused as invalid).
+    if (lineClass == kLineData && line_[0] == '\0' && !moreSteps_ &&
+        Encoding() != kEncodingBinHex) {
+        trailerPart_ = headerPart_;
+        trailerTotal_ = app_.parts.JobPartCount;
+        lineClass = kLineBlankEnd;
+    }
+    lastClass_ = lineClass;
+    switch (lineClass) {
+        case kLineData:
+            DecodeDataLine();
+            break;
+        case kLineTrailer:
+            if (AtEndOfInput(app_, input_) != 0) {
+                readNext_ = false;
+            }
+            SetDecodeState(PREPARETRAILER);
+            break;
+        case kLineEndOfData:
+            endSeen_ = true;
+            if (AtEnd()) {
+                readNext_ = false;
+                SetDecodeState(PREPARETRAILER);
+            } else if (SingleFile()) {
+                SetDecodeState(LOOKFORTOTALCHECKSUM);
+            } else {
+                if (CurrentFormat() == kWincode) {
+                    readNext_ = false;
+                }
+                SetDecodeState(LOOKFORPARTCHECKSUM);
+            }
+            break;
+        case kLineChecksum:
+            readNext_ = false;
+            SetDecodeState(SingleFile() ? LOOKFORTOTALCHECKSUM : LOOKFORPARTCHECKSUM);
+            break;
+        case kLineBlankEnd:
+            if (AtEnd()) {
+                readNext_ = false;
+                SetDecodeState(PREPARETRAILER);
+            } else if (!SingleFile()) {
+                SetDecodeState(LOOKFORPARTCHECKSUM);
+            }
+            break;
+        default:
+            break;
+    }
+}
+
+void DecodeRun::DecodeDataLine() {
+    if (app_.config.decodemethod == kDecodeByDataInput && !encodingSettled_) {
+        encodingSettled_ = GuessUuOrXx(app_, line_.data()) != 0;
+        ShowPartStatus();
+    }
+    dataSeen_ = true;
+    const bool binhex = Encoding() == kEncodingBinHex;
+    int next = DECODELINES;
+    int count = DecodeOnce(lineAnswer_ == kLineAnswerDecodeAll ? 1 : 0, next);
+    if (count < 0 && !tryAll_) {
+        count = AnswerRefusedLine(next);
+    }
+    if (binhex) {
+        if (next == PREPARETRAILER) {
+            trailerPart_ = 1;
+            trailerTotal_ = 1;
+        }
+        SetDecodeState(next);
+        readNext_ = false;  // the reader takes its characters from the input itself
+    }
+    if (count < 0) {
+        readNext_ = false;
+        SetDecodeState(CRITICALERROR);
+        return;
+    }
+    if (count > 0) {
+        WriteDecoded(count);
+    }
+}
+
+int DecodeRun::DecodeOnce(int tolerant, int& next) {
+    if (Encoding() == kEncodingBinHex) {
+        return DecodeBinHexChunk(app_, input_, decoded_.data(), ask_, tolerant, CurrentRow(), next);
+    }
+    return DecodeLine(app_, line_.data(), decoded_.data(), CurrentRow(), tolerant);
+}
+
+// What becomes of a line the decoder refused: the bytes it yields, or -1.
+int DecodeRun::AnswerRefusedLine(int& next) {
+    if (lineAnswer_ == kLineAnswerSkipAll) {
+        return 0;
+    }
+    if (lineAnswer_ == kLineAnswerDecodeAll) {
+        // Only the BinHex reader refuses in tolerant mode, once per invalid character; it goes
+        // on after that character, and "all" means no further question.
+        return DecodeOnce(1, next);
+    }
+    const int answer = ask_ != 0 ? AskAboutLineDlg(app_, DecodeErrorQuestion())
+                                 : static_cast<int>(kLineAnswerDecodeAll);
+    lineAnswer_ = answer;
+    JobState& job = app_.job;
+    switch (answer) {
+        case kLineAnswerSkip:
+        case kLineAnswerSkipAll:
+            job.JobWarnings = true;
+            job.ReportExtraText = "\r\n\r\nPossibly not all data included in decoding.";
+            return 0;
+        case kLineAnswerDecode:
+        case kLineAnswerDecodeAll:
+            job.JobWarnings = true;
+            job.ReportExtraText = "\r\n\r\nDecode attempted in spite of integrity errors.";
+            return DecodeOnce(1, next);
+        default:
+            // Abort Decode: the next step sees the request and ends the decode.
+            job.CancelRequested = true;
+            readNext_ = false;
+            return 0;
+    }
+}
+
+std::string DecodeRun::DecodeErrorQuestion() const {
+    const int encoding = Encoding();
+    const std::string_view method =
+        encoding >= 0 && encoding < static_cast<int>(EncodingNames.size()) ? EncodingNames[encoding]
+                                                                           : std::string_view{};
+    std::string text = mandrel::Format(
+        "Input File: %s\r\nLine %ld: Invalid %.*s Encoded Data!\r\n%s", InputName().c_str(),
+        app_.decode.lineNumber, static_cast<int>(method.size()), method.data(),
+        app_.decode.DecodeErrorText.c_str());
+    if (encoding != kEncodingBinHex) {
+        const std::string offending(CutAtLineEnd(line_.data()));
+        text += mandrel::Format("\r\nOffending Line Follows within Curly Brackets:\r\n\r\n{ %s }",
+                                offending.c_str());
+    }
+    return text;
+}
+
+void DecodeRun::WriteDecoded(int count) {
+    const std::string_view bytes(reinterpret_cast<const char*>(decoded_.data()),
+                                 static_cast<std::size_t>(count));
+    const long written = app_.files.BufFileWrite(output_, bytes);
+    if (written < count) {
+        ShowMessage(app_.ui, kMbStop, "Tried to write %d bytes; actually wrote %d bytes!", count,
+                    static_cast<int>(written));
+        readNext_ = false;
+        SetDecodeState(CRITICALERROR);
+        return;
+    }
+    PumpMessages(app_.ui, 4);
+}
+
+// Reads "sum -r/size CHECKSUM/SIZE" from the line in hand; returns the text after the figures.
+const char* DecodeRun::ReadChecksumFigures(uint32_t& checksum, int32_t& size) const {
+    long value = 0;
+    bool found = false;
+    const char* p = ParseDecimal(line_.data() + kChecksumKey.size(), value, found);
+    checksum = static_cast<uint32_t>(value);
+    if (*p != '\0') {
+        ++p;  // the "/" between the two figures
+    }
+    value = 0;
+    p = ParseDecimal(p, value, found);
+    size = static_cast<int32_t>(value);
+    while (IsBlankChar(*p)) {
+        ++p;
+    }
+    return p;
+}
+
+void DecodeRun::LookForPartChecksum() {
+    if (!StartsWithNoCase(line_.data(), kChecksumKey)) {
+        readNext_ = false;
+        if (lastClass_ == kLineEndOfData) {
+            SetDecodeState(CurrentFormat() == kWincode ? DECODELINES : PREPARETRAILER);
+        } else if (lastClass_ == kLineBlankEnd) {
+            SetDecodeState(PREPARETRAILER);
+        } else {
+            SetDecodeState(DECODELINES);
+        }
+        return;
+    }
+    PartRecord& row = CurrentRow();
+    const char* scope = ReadChecksumFigures(row.expectedChecksum, row.expectedSize);
+    if (!StartsWithExact(scope, "section")) {
+        // The line does not describe the part.
+        row.expectedChecksum = 0;
+        row.expectedSize = 0;
+    }
+    SetDecodeState(lastClass_ == kLineEndOfData ? LOOKFORTOTALCHECKSUM : DECODELINES);
+}
+
+void DecodeRun::LookForTotalChecksum() {
+    const bool found = StartsWithExact(line_.data(), kChecksumKey);
+    if (found) {
+        OutputTotals& totals = app_.decode.totals;
+        const char* scope = ReadChecksumFigures(totals.expectedChecksum, totals.expectedSize);
+        if (CurrentFormat() != kWincode && !StartsWithExact(scope, "entire input file")) {
+            totals.expectedChecksum = 0;
+            totals.expectedSize = 0;
+        }
+    }
+    if (SingleFile()) {
+        readNext_ = false;
+        SetDecodeState(CLEANFINISH);
+    } else if (found) {
+        SetDecodeState(CurrentFormat() == kWincode ? DECODELINES : PREPARETRAILER);
+    } else {
+        readNext_ = false;
+        SetDecodeState(DECODELINES);
+    }
+}
+
+void DecodeRun::PrepareTrailer() {
+    readNext_ = false;
+    if (trailerPart_ == headerPart_ && trailerTotal_ == app_.parts.JobPartCount) {
+        if (SingleFile()) {
+            SetDecodeState(CLEANFINISH);
+        } else {
+            if (!CloseOutput()) {
+                return;
+            }
+            SetDecodeState(LOOKFORHEADERTYPE);
+        }
+    } else {
+        app_.decode.DecodeErrorText = mandrel::Format(
+            "Line %ld: Inconsistent Trailer!\r\nExpected Part %d of %d, Got Part %d of %d",
+            app_.decode.lineNumber, headerPart_, app_.parts.JobPartCount, trailerPart_,
+            trailerTotal_);
+        SetDecodeState(BADFINISH);
+    }
+    AskAboutMimeGroups();
+}
+
+void DecodeRun::AskAboutMimeGroups() {
+    if (Encoding() != kEncodingMIME || ask_ == 0 || app_.decode.base64Position % 4 == 0) {
+        return;
+    }
+    if (ShowMessage(app_.ui, kMbYesNoQuestionDefaultNo,
+                    "MIME data violates the integral multiple of 4 rule. The decoded file may be "
+                    "corrupted.\r\n\r\nContinue anyway?") != kIdYes) {
+        SetDecodeState(BADFINISH);
+    }
+}
+
+void DecodeRun::CleanFinish() {
+    if (!CloseOutput()) {
+        return;
+    }
+    // The output is complete: it is the user's now, no longer a file to clean up.
+    PartRecord& row = CurrentRow();
+    row.fileName.clear();
+    row.directory.clear();
+    fileFinished_ = true;
+    // The line in hand may open the next file; the BinHex reader has used up its own.
+    readNext_ = Encoding() == kEncodingBinHex;
+    state_ = LOOKFORHEADERTYPE;
+    forced_ = kFormatSingleFile;
+}
+
+void DecodeRun::BadFinish() {
+    CloseDecodeFilesHere(false);
+    moreSteps_ = false;
+    readNext_ = false;
+}
+
+void DecodeRun::CriticalError() {
+    CloseDecodeFilesHere(true);
+    moreSteps_ = false;
+    readNext_ = false;
+}
+
+void DecodeRun::FindSeparator() {
+    if (announce_) {
+        ShowStatus(app_.ui, "Looking for %s Separator in %s ...",
+                   std::string(FileFormatName(CurrentFormat())).c_str(), InputName().c_str());
+        announce_ = false;
+    }
+    if (IsSeparatorLine(app_, line_.data(), input_)) {
+        SetDecodeState(FINDSTARTOFDATA);
+        announce_ = true;
+    } else if (!tryAll_ && IsAltBinaries(CurrentFormat())) {
+        // An Alt.binaries subject can be followed by another before any separator: the new
+        // header wins and its format is forced for the rest of the pass.
+        const int found =
+            RecognizeHeader(app_, line_.data(), input_, trailerPart_, trailerTotal_, scratchName_);
+        if (found != 0) {
+            readNext_ = false;
+            SetDecodeState(LOOKFORHEADERTYPE);
+            announce_ = true;
+            formatSwitch_ = true;
+            app_.job.CurrentFileFormat = kFormatToBeDetermined;
+            forced_ = found;
+        }
+    }
+    PumpMessages(app_.ui, 4);
+}
+
+void DecodeRun::FindStartOfData() {
+    if (announce_) {
+        ShowStatus(app_.ui, "Looking for %s Start of Data in %s ...",
+                   std::string(FileFormatName(CurrentFormat())).c_str(), InputName().c_str());
+        announce_ = false;
+    }
+    if (!IsBlankLine(line_.data())) {
+        readNext_ = false;
+        announce_ = true;
+        const int encoding = Encoding();
+        SetDecodeState(encoding == kEncodingMIME || encoding == kEncodingBinHex ? PREPAREHEADER
+                                                                                : PARSEBEGINLINE);
+    }
+    PumpMessages(app_.ui, 4);
+}
+
+// ---- End of a pass ----
+
+std::optional<int> DecodeRun::EndOfPass() {
+    CloseOutputQuietly();
+    const JobState& job = app_.job;
+    if (state_ == LOOKFORHEADERTYPE && job.CurrentFileFormat != kFormatToBeDetermined) {
+        // A multi-part input that ran out between parts has finished cleanly.
+        SetProgress(app_.ui, 100);
+        state_ = CLEANFINISH;
+    }
+    const int encoding = job.EncodingIndex;
+    if (app_.decode.BinaryDataSeen > 0 && state_ == LOOKFORHEADERTYPE) {
+        DiagnoseBinaryInput();
+    } else if (state_ != CRITICALERROR && app_.decode.DecodeErrorText.empty() &&
+               (encoding == kEncodingUU || encoding == kEncodingXX)) {
+        DiagnoseBeginAndEnd();
+    }
+    if (state_ == CLEANFINISH) {
+        ShowStatus(app_.ui, "At End Of Processing for %s", InputName().c_str());
+    }
+    std::string failure;
+    switch (state_) {
+        case CLEANFINISH:
+            return FinishCleanly();
+        case CRITICALERROR:
+            CloseDecodeFilesHere(true);
+            return Finish(kResultReported);
+        case PARSEBEGINLINE:
+        case PREPAREHEADER:
+        case LOOKFORPARTCHECKSUM:
+        case LOOKFORTOTALCHECKSUM:
+            return ReportUnexpectedEof();
+        case BADFINISH:
+            failure = app_.decode.DecodeErrorText;
+            break;
+        default:
+            failure = mandrel::Format("Unable to Determine File Format for %s.\r\nCannot Find %s.",
+                                      job.JobInputPath.c_str(), MissingItem(state_));
+            break;
+    }
+    if (ask_ == 0) {
+        CloseDecodeFilesHere(true);
+        return Finish(kResultReported);
+    }
+    if (tryAll_) {
+        return TryNextFormat();
+    }
+    return AskHowToGoOn(failure);
+}
+
+void DecodeRun::DiagnoseBinaryInput() {
+    DecodeJob& decode = app_.decode;
+    const JobState& job = app_.job;
+    if (job.ListFromUser && app_.config.decodemethod == kDecodeByDataInput && forced_ == 0) {
+        // The diagnosis then names the start of the data, and the user may encode the file.
+        state_ = FINDSTARTOFDATA;
+        return;
+    }
+    if (decode.BinaryDataSeen == 1 && ask_ != 0) {
+        decode.BinaryDataSeen = 2;  // asked once per input, not once per pass
+        if (ShowMessage(app_.ui, kMbYesNoQuestionDefaultNo,
+                        "File %s contains binary data and very likely cannot be decoded. Do you "
+                        "wish to try anyway?",
+                        InputName().c_str()) != kIdYes) {
+            state_ = CRITICALERROR;
+        }
+    }
+}
+
+void DecodeRun::DiagnoseBeginAndEnd() {
+    JobState& job = app_.job;
+    if (endSeen_ && !beginSeen_) {
+        app_.decode.DecodeErrorText =
+            mandrel::Format("Missing 'begin' Statement in %s.", InputName().c_str());
+        state_ = BADFINISH;
+    } else if (beginSeen_ && !endSeen_) {
+        job.ReportExtraText = "\r\n\r\nMissing 'end' statement.";
+        job.JobWarnings = true;
+        state_ = CLEANFINISH;
+    } else if (!beginSeen_ && !endSeen_) {
+        app_.decode.DecodeErrorText =
+            mandrel::Format("Missing 'begin' and 'end' Statements in %s.", InputName().c_str());
+        state_ = BADFINISH;
+    }
+}
+
+int DecodeRun::FinishCleanly() {
+    const int result = JoinParts(app_, app_.parts.JobPartCount, ask_, kJoinDecode);
+    if (result == kResultDone) {
+        const int64_t size = FileSizeByName(app_.job.JobOutputPath);
+        app_.decode.totals.decodedSize =
+            size < 0 ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(size);
+        // Every row's file is now part of the output: nothing is left to clean up.
+        for (PartRecord& row : app_.parts.rows) {
+            row.fileName.clear();
+            row.directory.clear();
+        }
+    } else {
+        DeletePartFiles(app_.parts);
+    }
+    return Finish(result);
+}
+
+int DecodeRun::ReportUnexpectedEof() {
+    CloseDecodeFilesHere(true);
+    const std::string name(DecodeStateName(state_));
+    ShowMessage(app_.ui, kMbStop, "Unexpected EOF (%s).", name.c_str());
+    return Finish(kResultFailed);
+}
+
+std::optional<int> DecodeRun::TryNextFormat() {
+    if (forced_ >= kLastFormat) {
+        ShowMessage(
+            app_.ui, kMbStop,
+            "Unable to Determine File Format for %s.\r\nYou must manually piece together "
+            "the files in\r\nsequential order and strip out any email or\r\nusenet header "
+            "data before you can retry decoding.%s",
+            app_.job.JobInputPath.c_str(),
+            app_.decode.BinaryDataSeen != 0
+                ? "\r\nGiven the file had binary data, please ensure the \r\nfile was saved "
+                  "as straight ASCII text."
+                : "");
+        CloseDecodeFilesHere(true);
+        return Finish(kResultReported);
+    }
+    CloseDecodeFilesHere(false);
+    Rewind();
+    ++forced_;
+    return std::nullopt;
+}
+
+std::optional<int> DecodeRun::AskHowToGoOn(const std::string& failure) {
+    const JobState& job = app_.job;
+    if (job.ListFromUser && app_.config.decodemethod == kDecodeByDataInput && forced_ == 0 &&
+        !job.ListFromMail) {
+        const int choice = WhichCodeDlg(app_);
+        if (choice == kIdNo) {
+            CloseDecodeFilesHere(true);
+            return Finish(kResultEncodeInstead);
+        }
+        if (choice != kIdYes) {
+            CloseDecodeFilesHere(true);
+            return Finish(kResultAborted);
+        }
+    }
+    const int answer = TryOverDlg(app_, failure);
+    if (answer == 0) {
+        CloseDecodeFilesHere(true);
+        return Finish(kResultReported);
+    }
+    CloseDecodeFilesHere(false);
+    Rewind();
+    if (answer == kFormatTryAll) {
+        forced_ = kFormatSingleFile;
+        tryAll_ = true;
+    } else {
+        forced_ = answer;
+    }
+    return std::nullopt;
+}
+
+// ---- Files ----
+
+// Closes the output; a close that loses buffered data spoils the part and ends the pass.
+bool DecodeRun::CloseOutput() {
+    if (output_ == kNoBufFile) {
+        return true;
+    }
+    const BufFile output = output_;
+    output_ = kNoBufFile;
+    if (app_.files.BufFileClose(output)) {
+        return true;
+    }
+    ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
+                    PartFilePath(CurrentRow()).c_str());
+    readNext_ = false;
+    SetDecodeState(CRITICALERROR);
+    return false;
+}
+
+void DecodeRun::CloseOutputQuietly() {
+    if (output_ != kNoBufFile) {
+        app_.files.BufFileClose(output_);
+        output_ = kNoBufFile;
+    }
+}
+
+void DecodeRun::CloseDecodeFilesHere(bool withInput) {
+    CloseDecodeFiles(app_, withInput ? input_ : kNoBufFile, output_);
+    output_ = kNoBufFile;
+    if (withInput) {
+        input_ = kNoBufFile;
+    }
+}
+
+void DecodeRun::Rewind() {
+    app_.files.BufFileSeek(input_, 0, BufSeekOrigin::Begin);
+}
+
+// Every way out closes what is still open. After an abort or a failure the report removes
+// JobOutputPath; it may name only a file this decode made (and has removed already), never a
+// file of the same name that was there before.
+int DecodeRun::Finish(int result) {
+    CloseOutputQuietly();
+    if (input_ != kNoBufFile) {
+        app_.files.BufFileClose(input_);
+        input_ = kNoBufFile;
+    }
+    if ((result == kResultAborted || result == kResultFailed) &&
+        app_.job.JobOutputPath != madeOutput_) {
+        app_.job.JobOutputPath.clear();
+    }
+    return result;
+}
+
+}  // namespace
+
+int DecodeInput(AppState& app, BufFile input, int ask) {
+    DecodeRun run(app, input, ask);
+    return run.Run();
+}
+
+void CloseDecodeFiles(AppState& app, BufFile input, BufFile output) {
+    if (input != kNoBufFile) {
+        app.files.BufFileClose(input);
+    }
+    if (output != kNoBufFile) {
+        app.files.BufFileClose(output);
+    }
+    DeletePartFiles(app.parts);
+}
+
+}  // namespace mandrel
