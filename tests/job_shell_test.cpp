@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "core/app_state.h"
+#include "core/text_util.h"
 #include "platform/scripted_ui.h"
 #include "shell/job_report.h"
 #include "shell/job_status.h"
@@ -126,6 +127,19 @@ TEST(JobReport, ShowsBoxesWithTheirIconsAndDeletesFailedOutput) {
     }
     EXPECT_EQ(ui.messages.size(), shown);
     EXPECT_TRUE(std::filesystem::exists(app.job.JobOutputPath));
+}
+
+// A device named as the output (-O /dev/null) is never removed, whatever the job's end.
+TEST(JobReport, FailedOrAbortedJobNeverRemovesADevice) {
+    ScriptedUi ui;
+    AppState app(ui);
+    app.job.JobInputPath = "/d/notes.txt";
+    app.job.JobOutputPath = "/dev/null";
+    ShowJobReport(app, -1, 2, 1, 1);
+    ShowJobReport(app, 1, 2, 1, 1);
+    EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+    EXPECT_FALSE(RemoveOutputFile("/dev/null"));
+    EXPECT_FALSE(RemoveOutputFile("/tmp"));
 }
 
 TEST(EndOfJob, CommandLineListEndsWithoutReportsAndAsksToQuit) {

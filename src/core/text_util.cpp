@@ -106,6 +106,15 @@ int SanitizeFileName(std::string& name) {
     return replaced;
 }
 
+bool RemoveOutputFile(const std::string& path) {
+    std::error_code ec;
+    const auto status = std::filesystem::symlink_status(path, ec);
+    if (ec || !(std::filesystem::is_regular_file(status) || std::filesystem::is_symlink(status))) {
+        return false;
+    }
+    return std::filesystem::remove(path, ec);
+}
+
 unsigned MakeTempFileName(std::string& path) {
     const char* tmpdir = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe)
     const std::string directory = tmpdir != nullptr && *tmpdir != '\0' ? tmpdir : "/tmp";

@@ -33,6 +33,10 @@ int FileNameCharClass(char c);
 // invalid character was replaced.
 int SanitizeFileName(std::string& name);
 
+// Removes a written output: a file or a link, never a device or a directory that was named as
+// the output. True when something was removed.
+bool RemoveOutputFile(const std::string& path);
+
 // Creates a new empty file whose name starts with "mdr" in the temporary directory ($TMPDIR,
 // else /tmp). Returns a nonzero unique number and fills path, or 0 (errno tells why).
 unsigned MakeTempFileName(std::string& path);

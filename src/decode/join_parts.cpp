@@ -68,7 +68,7 @@ void ForgetInputFiles(PartTable& parts, int total) {
 void DiscardOutput(AppState& app, BufFile output) {
     if (output >= 0) {
         app.files.BufFileClose(output);
-        std::remove(app.job.JobOutputPath.c_str());
+        RemoveOutputFile(app.job.JobOutputPath);
     }
 }
 
@@ -190,7 +190,7 @@ int JoinParts(AppState& app, int total, int interactive, int mode) {
     // The last blocks reach the disk only now; losing them spoils the last part.
     if (!app.files.BufFileClose(output)) {
         ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", total);
-        std::remove(app.job.JobOutputPath.c_str());
+        RemoveOutputFile(app.job.JobOutputPath);
         return fail(kNoBufFile, kResultReported);
     }
     RestoreCursor(app.ui);

@@ -32,13 +32,12 @@ bool FinishFile(AppState& app, FileRunOutcome& outcome, int result) {
     outcome.direction = app.job.JobDirection;
     // Taken now: EndOfJob clears the names the sentence is made of. A decode whose checksums
     // differ shows the differences instead of its sentence, as the window does.
-    if (result == kResultDone && app.config.nostatusmessages == 0 &&
-        RunChecksumTest(app) > 0) {
+    if (result == kResultDone && app.config.nostatusmessages == 0 && RunChecksumTest(app) > 0) {
         outcome.checksumDifferences = true;
         outcome.report.clear();
     } else {
-        outcome.report = JobReportSentence(app, result, app.job.JobDirection,
-                                           app.job.EncodingIndex, app.parts.JobPartCount);
+        outcome.report = JobReportSentence(app, result, app.job.JobDirection, app.job.EncodingIndex,
+                                           app.parts.JobPartCount);
     }
     return EndOfJob(app, result, app.job.JobDirection) == 1;
 }

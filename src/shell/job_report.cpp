@@ -112,12 +112,12 @@ void ShowJobReport(AppState& app, int result, int direction, int encoding, int p
         case kResultDialogCancelled:
             return;
         case kResultFailed:
-            std::remove(app.job.JobOutputPath.c_str());
+            RemoveOutputFile(app.job.JobOutputPath);
             app.ui.Message(kMbExclamation, sentence);
             return;
         case kResultAborted:
             if (!app.job.EncodeToClipboard) {
-                std::remove(app.job.JobOutputPath.c_str());
+                RemoveOutputFile(app.job.JobOutputPath);
             }
             app.ui.Message(kMbInformation, sentence);
             return;

@@ -117,9 +117,7 @@ BufFile MakeOutFile(AppState& app, std::string& name, int direction, int ask) {
         }
         // A file or a link is replaced, never written through; a directory is left for the
         // create to refuse, and a device (/dev/null as output) is written to, never removed.
-        if (std::filesystem::is_regular_file(status) || std::filesystem::is_symlink(status)) {
-            std::remove(path.c_str());
-        }
+        RemoveOutputFile(path);
     }
     const BufFile output = app.files.BufFileOpen(path, BufOpenMode::CreateAlways, BF_TEXT);
     if (output < 0) {
