@@ -19,6 +19,16 @@ bool TextCrEndsLine(int flags) {
     return (flags & (BF_TEXT | BF_CR_ENDS_LINE)) == (BF_TEXT | BF_CR_ENDS_LINE);
 }
 
+// Length of the text before its first CR or LF (all of it when there is none): memchr finds
+// the LF that ends nearly every line, and the CR is looked for only before it.
+std::size_t RunBeforeLineEnd(const char* text, std::size_t size) {
+    const void* lf = std::memchr(text, '\n', size);
+    const std::size_t beforeLf =
+        lf == nullptr ? size : static_cast<std::size_t>(static_cast<const char*>(lf) - text);
+    const void* cr = std::memchr(text, '\r', beforeLf);
+    return cr == nullptr ? beforeLf : static_cast<std::size_t>(static_cast<const char*>(cr) - text);
+}
+
 }  // namespace
 
 void BufFileTable::FileCloser::operator()(std::FILE* file) const {
@@ -166,10 +176,7 @@ int BufFileTable::BufFileReadLine(BufFile slot, char* dst, int size) {
             // Copy the run of ordinary characters up to the next CR or LF in one go.
             const char* run = s->buffer.get() + s->position;
             const std::size_t most = std::min<std::size_t>(s->count, limit - taken);
-            std::size_t n = 0;
-            while (n < most && run[n] != '\r' && run[n] != '\n') {
-                ++n;
-            }
+            const std::size_t n = RunBeforeLineEnd(run, most);
             if (n > 0) {
                 std::memcpy(dst + out, run, n);
                 out += n;
