@@ -89,6 +89,27 @@ inline constexpr int kFormatTryAll = 1;
 inline constexpr int kFormatMultipleInputs = 2;
 inline constexpr int kFormatSingleFile = 3;
 inline constexpr int kFormatShar = 10;
+// The multi-part file formats by their ids in the table.
+enum FileFormatId : int {
+    kSingleFile = 3,
+    kCompBinaries = 4,
+    kSimTel = 5,
+    kAltBinaries1 = 6,
+    kAltBinaries2 = 7,
+    kAltBinaries3 = 8,
+    kAltBinaries4 = 9,
+    kShar = 10,
+    kXFile = 11,
+    kUumove = 12,
+    kWincode = 13,
+    kPost120 = 14,
+    kPost201 = 15,
+    kXmitBin = 16,
+    kBitftp = 17,
+    kAol = 18,
+    kSquirrel = 19,
+    kRem = 20,
+};
 std::span<const FileFormatRow, kFileFormatCount> FileFormatTable();
 // The display name of a format id; "" for an id outside the table.
 std::string_view FileFormatName(int id);

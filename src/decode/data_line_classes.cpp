@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/app_state.h"
+#include "core/config.h"
 #include "decode/header_recognition.h"
 #include "decode/line_decoder.h"
 #include "encode/alphabets.h"
@@ -10,27 +11,6 @@
 namespace mandrel {
 
 namespace {
-
-enum Format : int {
-    kSingleFile = 3,
-    kCompBinaries = 4,
-    kSimTel = 5,
-    kAltBinaries1 = 6,
-    kAltBinaries2 = 7,
-    kAltBinaries3 = 8,
-    kAltBinaries4 = 9,
-    kShar = 10,
-    kXFile = 11,
-    kUumove = 12,
-    kWincode = 13,
-    kPost120 = 14,
-    kPost201 = 15,
-    kXmitBin = 16,
-    kBitftp = 17,
-    kAol = 18,
-    kSquirrel = 19,
-    kRem = 20,
-};
 
 bool IsLineEndOrBlank(char c) {
     return c == '\r' || c == '\n' || c == ' ' || c == '\t';

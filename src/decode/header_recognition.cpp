@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "core/app_state.h"
+#include "core/config.h"
 #include "core/text_util.h"
 #include "decode/line_decoder.h"
 #include "encode/alphabets.h"
@@ -19,26 +20,6 @@ constexpr std::size_t kMaxNameLength = 255;
 constexpr int kMaxDigits = 67;
 // Numbers stop growing here, so that a hostile run of digits fits every 32-bit field.
 constexpr long kDecimalCeiling = 0x7FFFFFFF;
-
-enum Format : int {
-    kSingleFile = 3,
-    kCompBinaries = 4,
-    kSimTel = 5,
-    kAltBinaries1 = 6,
-    kAltBinaries3 = 8,
-    kAltBinaries4 = 9,
-    kShar = 10,
-    kXFile = 11,
-    kUumove = 12,
-    kWincode = 13,
-    kPost120 = 14,
-    kPost201 = 15,
-    kXmitBin = 16,
-    kBitftp = 17,
-    kAol = 18,
-    kSquirrel = 19,
-    kRem = 20,
-};
 
 // What a shape made of the line: not its shape (the next one is tried), or a settled result.
 constexpr int kNoMatch = -1;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "core/app_state.h"
+#include "core/config.h"
 #include "core/format.h"
 #include "core/text_util.h"
 #include "encode/alphabets.h"
@@ -17,23 +18,6 @@ namespace mandrel {
 namespace {
 
 constexpr std::size_t kWorkAreaLength = 255;
-
-enum TrailerFormat : int {
-    kCompBinaries = 4,
-    kSimTel = 5,
-    kAltBinaries1 = 6,
-    kAltBinaries2 = 7,
-    kAltBinaries3 = 8,
-    kAltBinaries4 = 9,
-    kShar = 10,
-    kXFile = 11,
-    kUumove = 12,
-    kWincode = 13,
-    kPost120 = 14,
-    kXmitBin = 16,
-    kBitftp = 17,
-    kRem = 20,
-};
 
 [[gnu::format(printf, 2, 3)]] void AppendFormatted(AppState& app, const char* format, ...) {
     std::va_list args;
