@@ -1,4 +1,5 @@
 #include "core/buf_file.h"
+#include "support/test_files.h"
 
 #include <gtest/gtest.h>
 
@@ -17,24 +18,9 @@ namespace {
 namespace fs = std::filesystem;
 
 // A directory of its own for every test, removed afterwards.
-class ScratchDir {
+class ScratchDir : public test::TempDir {
 public:
-    ScratchDir() {
-        std::random_device seed;
-        path_ = fs::temp_directory_path() / ("mandrel-buf-" + std::to_string(seed()));
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    std::string File(const std::string& name) const { return (path_ / name).string(); }
-    const fs::path& Path() const { return path_; }
-
-private:
-    fs::path path_;
+    const fs::path& Path() const { return path(); }
 };
 
 void WriteBytes(const std::string& path, const std::string& bytes) {

@@ -14,6 +14,7 @@
 #include "core/settings_store.h"
 #include "platform/qsettings_store.h"
 #include "platform/scripted_ui.h"
+#include "support/test_files.h"
 
 namespace mandrel {
 namespace {
@@ -474,23 +475,9 @@ TEST_F(ConfigStoreTest, ProgramPathIsWrittenAsText) {
 
 // --- The INI-file store ---
 
-class ScratchDir {
+class ScratchDir : public test::TempDir {
 public:
-    ScratchDir() {
-        std::random_device seed;
-        path_ = fs::temp_directory_path() / ("mandrel-cfg-" + std::to_string(seed()));
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    std::string Path() const { return path_.string(); }
-
-private:
-    fs::path path_;
+    std::string Path() const { return path().string(); }
 };
 
 std::string ReadText(const std::string& path) {

@@ -8,34 +8,22 @@
 #include <string>
 
 #include "platform/scripted_ui.h"
+#include "support/test_files.h"
 
 namespace mandrel {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ScratchDir {
+// A scratch directory whose files each hold a line of part text.
+class ScratchDir : public test::TempDir {
 public:
-    ScratchDir() {
-        std::random_device seed;
-        path_ = fs::temp_directory_path() / ("mandrel-parts-" + std::to_string(seed()));
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    std::string Path() const { return path_.string(); }
+    std::string Path() const { return path().string(); }
     std::string Make(const std::string& name) const {
-        const std::string path = (path_ / name).string();
-        std::ofstream(path) << "part text\n";
-        return path;
+        const std::string made = File(name);
+        test::WriteFile(made, "part text\n");
+        return made;
     }
-
-private:
-    fs::path path_;
 };
 
 struct PartNumberCase {

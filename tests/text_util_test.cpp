@@ -10,30 +10,16 @@
 #include <string>
 
 #include "core/config.h"
+#include "support/test_files.h"
 
 namespace mandrel {
 namespace {
 
 namespace fs = std::filesystem;
 
-class ScratchDir {
+class ScratchDir : public test::TempDir {
 public:
-    ScratchDir() {
-        std::random_device seed;
-        path_ = fs::temp_directory_path() / ("mandrel-text-" + std::to_string(seed()));
-        fs::create_directories(path_);
-    }
-    ~ScratchDir() {
-        std::error_code ec;
-        fs::remove_all(path_, ec);
-    }
-    ScratchDir(const ScratchDir&) = delete;
-    ScratchDir& operator=(const ScratchDir&) = delete;
-    std::string File(const std::string& name) const { return (path_ / name).string(); }
-    std::string Path() const { return path_.string(); }
-
-private:
-    fs::path path_;
+    std::string Path() const { return path().string(); }
 };
 
 // Sets TMPDIR for one test and puts the old value back.
