@@ -16,20 +16,6 @@ namespace mandrel {
 
 namespace {
 
-// Header lines and the mail subject are formatted into a 256-character work area.
-constexpr std::size_t kWorkAreaLength = 255;
-
-[[gnu::format(printf, 1, 2)]] std::string WorkArea(const char* format, ...) {
-    std::va_list args;
-    va_start(args, format);
-    std::string text = FormatV(format, args);
-    va_end(args);
-    if (text.size() > kWorkAreaLength) {
-        text.resize(kWorkAreaLength);
-    }
-    return text;
-}
-
 std::string_view EncodingName(int encoding) {
     if (encoding < 0 || encoding >= static_cast<int>(EncodingNames.size())) {
         return {};
@@ -243,6 +229,20 @@ bool SubjectIsHeaderLine(int format) {
 }
 
 }  // namespace
+
+// Header lines and the mail subject are formatted into a 256-character work area.
+constexpr std::size_t kWorkAreaLength = 255;
+
+std::string WorkArea(const char* format, ...) {
+    std::va_list args;
+    va_start(args, format);
+    std::string text = FormatV(format, args);
+    va_end(args);
+    if (text.size() > kWorkAreaLength) {
+        text.resize(kWorkAreaLength);
+    }
+    return text;
+}
 
 int WritePartHeader(AppState& app, std::string_view inputPath, int part, int total) {
     app.encode.PartSum = 0;

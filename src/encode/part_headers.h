@@ -18,6 +18,10 @@ int WritePartHeader(AppState& app, std::string_view inputPath, int part, int tot
 // short names here); the long form puts a name holding a blank in double quotes.
 std::string HeaderFileName(std::string_view name, bool shortForm);
 
+// Formats one header or trailer line into the 256-character work area: text beyond 255
+// characters is cut.
+[[gnu::format(printf, 1, 2)]] std::string WorkArea(const char* format, ...);
+
 // "%lu_boundary_%lx" with the input size and 1 - size as 32-bit numbers.
 std::string MakeMimeBoundary(uint32_t inputSize);
 

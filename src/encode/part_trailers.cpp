@@ -17,17 +17,10 @@ namespace mandrel {
 
 namespace {
 
-constexpr std::size_t kWorkAreaLength = 255;
-
-[[gnu::format(printf, 2, 3)]] void AppendFormatted(AppState& app, const char* format, ...) {
-    std::va_list args;
-    va_start(args, format);
-    std::string text = FormatV(format, args);
-    va_end(args);
-    if (text.size() > kWorkAreaLength) {
-        text.resize(kWorkAreaLength);
-    }
-    AppendOutput(app, text);
+// One trailer line through the work area into the part's text.
+template <typename... Args>
+void AppendFormatted(AppState& app, const char* format, Args... args) {
+    AppendOutput(app, WorkArea(format, args...));
 }
 
 // A single file counts as a list of one.
