@@ -325,6 +325,16 @@ TEST_F(ConsoleTest, DecodesTheFileTheTextNames) {
     EXPECT_EQ(run.out, "a.uue Successfully UU Decoded as\n" + (dir_ / "b.txt").string() + "\n");
 }
 
+TEST_F(ConsoleTest, DecodeWithWarningsEndsWithStatusThree) {
+    // No "end" line: the file is decoded, and the report says "Apparently".
+    WriteFile(dir_ / "a.uue", "begin 644 b.txt\n#86)C\n");
+    const RunResult run = Run({"-N", (dir_ / "a.uue").string()});
+    EXPECT_EQ(run.status, 3) << run.err;
+    EXPECT_EQ(ReadFile(dir_ / "b.txt"), "abc");
+    EXPECT_EQ(run.out, "a.uue Apparently UU Decoded as\n" + (dir_ / "b.txt").string() +
+                           "\n\nMissing 'end' statement.\n");
+}
+
 TEST_F(ConsoleTest, UndecodableInputFailsWithoutQuestions) {
     WriteFile(dir_ / "plain.txt", "nothing encoded here\n");
     const RunResult run = Run({"-N", (dir_ / "plain.txt").string()});

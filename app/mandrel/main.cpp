@@ -1,6 +1,7 @@
 // The console program: the described command line and the same engines as the desktop program,
 // with messages on standard error, questions on the terminal and a report line per file.
 #include <unistd.h>
+#include <algorithm>
 
 #include <csignal>
 #include <cstdio>
@@ -23,6 +24,7 @@ namespace {
 constexpr int kExitSuccess = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
+constexpr int kExitWarnings = 3;  // done, but the report says "Apparently"
 constexpr std::size_t kMaxProgramPath = 255;
 
 // Set by Ctrl-C, read by the console's pump; a signal handler can reach nothing else.
@@ -114,7 +116,12 @@ int RunList(AppState& app, bool quiet) {
     for (const FileRunOutcome& outcome : outcomes) {
         allDone = allDone && outcome.result == kResultDone && !outcome.checksumDifferences;
     }
-    return allDone ? kExitSuccess : kExitFailed;
+    if (!allDone) {
+        return kExitFailed;
+    }
+    const bool warned = std::any_of(outcomes.begin(), outcomes.end(),
+                                    [](const FileRunOutcome& outcome) { return outcome.warnings; });
+    return warned ? kExitWarnings : kExitSuccess;
 }
 
 int Run(const std::vector<std::string>& arguments, const std::string& programName) {

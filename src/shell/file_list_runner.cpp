@@ -30,6 +30,7 @@ void EndJob(AppState& app) {
 bool FinishFile(AppState& app, FileRunOutcome& outcome, int result) {
     outcome.result = result;
     outcome.direction = app.job.JobDirection;
+    outcome.warnings = result == kResultDone && app.job.JobWarnings;
     // Taken now: EndOfJob clears the names the sentence is made of. A decode whose checksums
     // differ shows the differences instead of its sentence, as the window does.
     if (result == kResultDone && app.config.nostatusmessages == 0 && RunChecksumTest(app) > 0) {

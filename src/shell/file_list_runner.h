@@ -16,6 +16,7 @@ struct FileRunOutcome {
     int direction = 0;   // the JobDirection the file was run with
     std::string report;  // the report sentence of a success or abort, "" when there is none
     bool checksumDifferences = false;  // decoded, but the carried checksums disagree
+    bool warnings = false;             // done with warnings: the report says "Apparently"
 };
 
 // Runs every entry of FileList, stopping early when an input cannot be read or a quit is
