@@ -1,0 +1,119 @@
+// Text from independent writers, decoded by the real console program: sharutils' uuencode and
+// uudeview's uuenview run as black boxes, with the line ends and the mail and news wrappings
+// that such text arrives in.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <sys/wait.h>
+
+#include "support/test_files.h"
+
+namespace mandrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+bool Have(const char* program) {
+    return std::system((std::string("command -v ") + program + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+// Runs a shell command in dir; returns its exit status.
+int Shell(const fs::path& dir, const std::string& command) {
+    const std::string line =
+        "cd '" + dir.string() + "' && { " + command + "; } </dev/null >/dev/null 2>&1";
+    const int status = std::system(line.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int Decode(const fs::path& dir, const std::string& input) {
+    const fs::path home = dir / "home";
+    return Shell(dir, "HOME='" + home.string() + "' XDG_CONFIG_HOME='" + home.string() + "' '" +
+                          MANDREL_CONSOLE_PATH + "' -N '" + input + "'");
+}
+
+std::string WithLineEnds(const std::string& text, const std::string& eol) {
+    std::string out;
+    for (const char c : text) {
+        out += c == '\n' ? eol : std::string(1, c);
+    }
+    return out;
+}
+
+struct WriterCase {
+    const char* label;
+    std::size_t size;
+    const char* eol;
+    bool mail;
+};
+
+class DecodeInterop : public ::testing::TestWithParam<WriterCase> {};
+
+std::string MailAround(const std::string& body) {
+    return "From: Someone <someone@example.org>\n"
+           "To: list@example.org\n"
+           "Subject: the picture you asked for\n"
+           "Date: Mon, 23 Nov 2026 01:02:03 +0000\n"
+           "Message-ID: <1234@example.org>\n"
+           "\n"
+           "Here it is, uuencoded.\n"
+           "\n" +
+           body +
+           "\n"
+           "-- \n"
+           "Someone\n";
+}
+
+TEST_P(DecodeInterop, UuencodeOutputDecodesExactly) {
+    if (!Have("uuencode")) {
+        GTEST_SKIP() << "sharutils uuencode is not installed";
+    }
+    const WriterCase& c = GetParam();
+    test::TempDir dir;
+    const std::string bytes = test::RandomBytes(c.size + 7, c.size);
+    test::WriteFile(dir.File("orig.bin"), bytes);
+    ASSERT_EQ(Shell(dir.path(), "uuencode orig.bin picture.gif > plain.uue"), 0);
+    std::string text = test::ReadFile(dir.File("plain.uue"));
+    if (c.mail) {
+        text = MailAround(text);
+    }
+    test::WriteFile(dir.File("input.txt"), WithLineEnds(text, c.eol));
+    EXPECT_EQ(Decode(dir.path(), "input.txt"), 0);
+    EXPECT_TRUE(test::ReadFile(dir.File("picture.gif")) == bytes) << c.label;
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, DecodeInterop,
+                         ::testing::Values(WriterCase{"empty", 0, "\n", false},
+                                           WriterCase{"one", 1, "\n", false},
+                                           WriterCase{"line", 45, "\n", false},
+                                           WriterCase{"lineAndOne", 46, "\r\n", false},
+                                           WriterCase{"crOnly", 1000, "\r", false},
+                                           WriterCase{"big", 100 * 1024, "\n", false},
+                                           WriterCase{"mailLf", 5000, "\n", true},
+                                           WriterCase{"mailCrLf", 5000, "\r\n", true}),
+                         [](const auto& info) { return std::string(info.param.label); });
+
+TEST(DecodeInteropWriters, UuenviewXxDecodesExactly) {
+    if (!Have("uuenview")) {
+        GTEST_SKIP() << "uudeview's uuenview is not installed";
+    }
+    test::TempDir dir;
+    const std::string bytes = test::RandomBytes(99, 3000);
+    test::WriteFile(dir.File("x.bin"), bytes);
+    ASSERT_EQ(Shell(dir.path(), "uuenview -x x.bin > x.xxe && mkdir orig && mv x.bin orig/"), 0);
+    EXPECT_EQ(Decode(dir.path(), "x.xxe"), 0);
+    EXPECT_TRUE(test::ReadFile(dir.File("x.bin")) == bytes);
+}
+
+// Old encoders wrote blanks where the backquote stands for zero, also as the zero-length line.
+TEST(DecodeInteropWriters, OldStyleUuWithBlanksDecodes) {
+    test::TempDir dir;
+    test::WriteFile(dir.File("old.uue"), "begin 644 zeros.bin\n#    \n \nend\n");
+    EXPECT_EQ(Decode(dir.path(), "old.uue"), 0);
+    EXPECT_EQ(test::ReadFile(dir.File("zeros.bin")), std::string(3, '\0'));
+}
+
+}  // namespace
+}  // namespace mandrel
