@@ -193,6 +193,32 @@ TEST_F(ConsoleTest, EveryFileOfTheListIsEncodedAndReported) {
     EXPECT_NE(ReadFile(output).find("begin 644 notes.txt"), std::string::npos);
 }
 
+// A directory, or a file the user may not read, is refused like a missing one, for encoding
+// and for decoding alike, and nothing is written.
+TEST_F(ConsoleTest, DirectoryInputIsRefused) {
+    const fs::path folder = dir_ / "folder.uue";
+    fs::create_directory(folder);
+    for (const char* direction : {"-Eu", "-J"}) {
+        const RunResult run = Run({"-N", direction, folder.string()});
+        EXPECT_EQ(run.err, kPrefix + "Can't read " + folder.string() + "\n") << direction;
+        EXPECT_EQ(run.status, 1);
+    }
+    EXPECT_FALSE(fs::exists(dir_ / "folder.uue.uue"));
+}
+
+TEST_F(ConsoleTest, UnreadableInputIsRefused) {
+    if (::geteuid() == 0) {
+        GTEST_SKIP() << "permissions do not stop root";
+    }
+    const fs::path locked = dir_ / "locked.jpg";
+    WriteFile(locked, "secret");
+    fs::permissions(locked, fs::perms::none);
+    const RunResult run = Run({"-N", "-Eu", locked.string()});
+    EXPECT_EQ(run.err, kPrefix + "Can't read " + locked.string() + "\n");
+    EXPECT_EQ(run.status, 1);
+    EXPECT_FALSE(fs::exists(dir_ / "locked.uue"));
+}
+
 TEST_F(ConsoleTest, MissingInputIsReportedAndStopsTheList) {
     const fs::path missing = dir_ / "missing.jpg";
     const RunResult run = Run({"-N", "-Eu", missing.string(), photo_.string()});
