@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
@@ -41,6 +42,8 @@ std::string RandomBytes(std::size_t count, unsigned seed) {
     }
     return bytes;
 }
+
+using LineBufferForTest = std::array<char, 257>;
 
 class BufFileTest : public ::testing::Test {
 protected:
@@ -259,6 +262,121 @@ TEST_F(BufFileTest, LinePiecesAcrossRefillsGiveTheFileBack) {
         EXPECT_EQ(back, text) << "size " << size;
         small.BufFileClose(f);
     }
+}
+
+// The line rules one character at a time, as a model for the table's reads.
+int ModelReadLine(const std::string& in, std::size_t& pos, int& previous, int flags, int size,
+                  std::string& out) {
+    const bool crEnds = (flags & (BF_TEXT | BF_CR_ENDS_LINE)) == (BF_TEXT | BF_CR_ENDS_LINE);
+    const bool crlfRead = (flags & BF_CRLF_READ) != 0;
+    out.clear();
+    int taken = 0;
+    int stored = 0;
+    while (taken < size - 1 && pos < in.size()) {
+        const int c = static_cast<unsigned char>(in[pos++]);
+        if (c == '\n') {
+            if (previous == '\r' && crEnds) {
+                ++taken;
+                previous = c;
+                continue;
+            }
+            if (previous != '\r' && crlfRead) {
+                out += '\r';
+            }
+        }
+        out += static_cast<char>(c);
+        ++taken;
+        ++stored;
+        previous = c;
+        if (c == '\n' || (c == '\r' && crEnds)) {
+            break;
+        }
+    }
+    return stored;
+}
+
+// Text full of what makes line reads hard: every mix of CR and LF, zeros, lines longer than
+// the line size, and lines across the 512-byte buffer's refills.
+std::string AwkwardText(unsigned seed) {
+    std::mt19937 random(seed);
+    static constexpr std::string_view kEnds[] = {"\n", "\r\n", "\r", "\r\r\n", "\n\r", ""};
+    std::string text;
+    while (text.size() < 6000) {
+        const std::size_t length = random() % 8 == 0 ? 300 + random() % 300 : random() % 70;
+        for (std::size_t i = 0; i < length; ++i) {
+            text += random() % 40 == 0 ? '\0' : static_cast<char>('!' + random() % 90);
+        }
+        text += kEnds[random() % std::size(kEnds)];
+    }
+    return text;
+}
+
+TEST_F(BufFileTest, LinesFollowTheRulesWhateverTheMix) {
+    BufFileTable small;
+    ASSERT_EQ(small.BufFileInit(2, 512), 0);
+    for (const int flags : {0, int{BF_TEXT}, BF_TEXT | BF_CR_ENDS_LINE, int{BF_CRLF_READ},
+                            BF_TEXT | BF_CR_ENDS_LINE | BF_CRLF_READ}) {
+        for (const int size : {2, 5, 64, 255}) {
+            const std::string text = AwkwardText(static_cast<unsigned>(flags * 1000 + size));
+            const std::string path = dir.File("awkward.txt");
+            WriteBytes(path, text);
+            const BufFile f = small.BufFileOpen(path, BufOpenMode::Read, flags);
+            ASSERT_NE(f, kNoBufFile);
+            std::vector<char> line(static_cast<std::size_t>(size) + 2);
+            std::size_t pos = 0;
+            int previous = -1;
+            std::string expected;
+            for (int n = 0;; ++n) {
+                const int want = ModelReadLine(text, pos, previous, flags, size, expected);
+                const int got = small.BufFileReadLine(f, line.data(), size);
+                ASSERT_EQ(got, want) << "flags " << flags << " size " << size << " line " << n;
+                ASSERT_EQ(std::string(line.data(), expected.size()), expected) << "line " << n;
+                ASSERT_EQ(line[expected.size()], '\0');
+                ASSERT_EQ(small.BufFileMark(f).offset, static_cast<int64_t>(pos));
+                if (got == 0) {
+                    break;
+                }
+            }
+            small.BufFileClose(f);
+        }
+    }
+}
+
+// A mark taken before any line reads that line and all after it again, alike, from the same
+// file or from a second opening of it: how a part's text is read again for its checksum.
+TEST_F(BufFileTest, RestoredMarkReadsTheSameLinesAgain) {
+    BufFileTable small;
+    ASSERT_EQ(small.BufFileInit(3, 512), 0);
+    const int flags = BF_TEXT | BF_CR_ENDS_LINE;
+    const std::string text = AwkwardText(99);
+    const std::string path = dir.File("again.txt");
+    WriteBytes(path, text);
+    const BufFile f = small.BufFileOpen(path, BufOpenMode::Read, flags);
+    ASSERT_NE(f, kNoBufFile);
+    std::vector<BufReadMark> marks;
+    std::vector<std::string> lines;
+    LineBufferForTest line{};
+    for (;;) {
+        marks.push_back(small.BufFileMark(f));
+        if (small.BufFileReadLine(f, line.data(), 255) <= 0) {
+            break;
+        }
+        lines.emplace_back(line.data());
+    }
+    const BufFile second = small.BufFileOpen(path, BufOpenMode::Read, flags);
+    ASSERT_NE(second, kNoBufFile);
+    for (std::size_t from = 0; from < lines.size(); from += 1 + from % 7) {
+        for (const BufFile g : {f, second}) {
+            small.BufFileRestore(g, marks[from]);
+            for (std::size_t i = from; i < std::min(lines.size(), from + 5); ++i) {
+                ASSERT_GT(small.BufFileReadLine(g, line.data(), 255), 0);
+                ASSERT_EQ(std::string(line.data()), lines[i]) << "from " << from << " line " << i;
+                ASSERT_EQ(small.BufFileMark(g).offset, marks[i + 1].offset);
+            }
+        }
+    }
+    small.BufFileClose(second);
+    small.BufFileClose(f);
 }
 
 TEST_F(BufFileTest, SeekToBeginRestartsLines) {

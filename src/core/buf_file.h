@@ -28,6 +28,13 @@ enum class BufOpenMode {
 };
 enum class BufSeekOrigin { Begin, Current, End };
 
+// Where a read stands: the file offset of the next byte and the byte read before it, which
+// decides how a line end found there is read. Restoring a mark reads the same lines again.
+struct BufReadMark {
+    int64_t offset = 0;
+    int previousRead = -1;
+};
+
 class BufFileTable {
 public:
     BufFileTable() = default;
@@ -57,6 +64,9 @@ public:
     // Bytes handed to the system, 0 when the buffer was empty, -1 on error.
     long BufFileFlush(BufFile slot);
     void BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origin);
+    // The read position of a file opened for reading; an invalid slot gives offset -1.
+    BufReadMark BufFileMark(BufFile slot) const;
+    void BufFileRestore(BufFile slot, const BufReadMark& mark);
     // The file's size as the system reports it, -1 when it cannot be had.
     int64_t BufFileSize(BufFile slot) const;
 
@@ -68,6 +78,7 @@ public:
     // 0 good, 1 end of file met, 2 error.
     int Status(BufFile slot) const;
     const std::string& Name(BufFile slot) const;
+    int Flags(BufFile slot) const;
 
 private:
     struct FileCloser {
@@ -84,6 +95,7 @@ private:
         int lastOperation = 0;  // 8 read, 4 write
         int previousRead = -1;
         int previousWritten = -1;
+        int64_t readEnd = 0;  // file offset just past the bytes fetched into the buffer
         std::string name;
     };
 
@@ -91,6 +103,8 @@ private:
     const Slot* Valid(BufFile slot) const;
     bool EnsureBuffer(Slot& slot);
     int Refill(Slot& slot);
+    // A line that lies whole in the buffer, taken in one go; 0 leaves it to the careful way.
+    static int TakeWholeLine(Slot& slot, char* dst, int limit, bool crEnds, bool crlfRead);
     long WriteBytes(Slot& slot, std::string_view data);
 
     std::vector<Slot> slots_;
