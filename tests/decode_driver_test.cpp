@@ -16,6 +16,7 @@
 #include "decode/decode_driver.h"
 #include "decode/decode_questions.h"
 #include "encode/encode_driver.h"
+#include "encode/sum_r.h"
 #include "platform/scripted_ui.h"
 #include "shell/job_report.h"
 #include "support/test_files.h"
@@ -753,6 +754,99 @@ TEST_F(DecodeDriver, MultiPartKeepsPartAndTotalChecksums) {
     EXPECT_EQ(VerifyChecksums(app, nullptr), 0);
     EXPECT_TRUE(app.decode.checksumDataPresent);
 }
+
+// The "sum -r" of a part's section as an independent reader sees it: every line after the
+// part's "----" header up to its first checksum line, blank lines left out, each line ended by
+// one LF whatever its end was.
+uint16_t SectionSum(std::string_view part) {
+    uint16_t sum = 0;
+    bool header = true;
+    std::size_t at = 0;
+    while (at < part.size() && !part.substr(at).starts_with("sum -r/size")) {
+        const std::size_t end = std::min(part.find_first_of("\r\n", at), part.size());
+        if (end > at && !header) {
+            for (const char c : part.substr(at, end - at)) {
+                sum = SumRAdd(sum, static_cast<unsigned char>(c));
+            }
+            sum = SumRAdd(sum, '\n');
+        }
+        header = header && !part.substr(at).starts_with("----");
+        at = end + (part.substr(end).starts_with("\r\n") ? 2 : 1);
+    }
+    return sum;
+}
+
+struct SectionCase {
+    const char* name;
+    int eol;
+    int spoiled;  // data line of part 2 that gets an invalid character; 0 for none
+    bool crOnly;  // CR LF line ends turned into CRs
+    bool blankBeforeParts;
+};
+
+class PartChecksumTest : public DecodeDriver, public ::testing::WithParamInterface<SectionCase> {};
+
+// Each part's figures are compared with the section sum of its text, whatever the line ends, the
+// lines between the parts or a line decoded in spite of an invalid character in the middle of
+// a part; the output file's sum is taken from the file.
+TEST_P(PartChecksumTest, EveryPartSumMatchesItsSection) {
+    const SectionCase& c = GetParam();
+    const std::string bytes = RandomBytes(40, 9000);
+    std::vector<std::string> parts =
+        Encode("pic.gif", bytes, {.format = 5, .eol = c.eol, .checksum = 1});
+    ASSERT_EQ(parts.size(), 3U);
+    std::swap(parts[0], parts[2]);
+    if (c.spoiled != 0) {
+        parts[1] = SpoilDataLine(parts[1], c.spoiled);
+    }
+    for (std::string& part : parts) {
+        if (c.crOnly) {
+            std::string cr;
+            for (std::size_t i = 0; i < part.size(); ++i) {
+                if (!(part[i] == '\n' && i > 0 && part[i - 1] == '\r')) {
+                    cr += part[i];
+                }
+            }
+            part = cr;
+        }
+        if (c.blankBeforeParts) {
+            part = "\n\nSubject: a part\n\n" + part;
+        }
+    }
+    EXPECT_EQ(Decode(Join(parts), 0), kResultDone);
+    // Part order: the shuffled texts hold parts 3, 2 and 1.
+    for (int row = 0; row < 3; ++row) {
+        const std::string& text = parts[static_cast<std::size_t>(2 - row)];
+        const PartRecord& part = app.parts.rows[static_cast<std::size_t>(row)];
+        EXPECT_NE(part.expectedChecksum, 0U);
+        EXPECT_EQ(part.calculatedChecksum, SectionSum(text)) << "part " << row + 1;
+        if (c.spoiled == 0 || row != 1) {
+            EXPECT_EQ(part.calculatedChecksum, part.expectedChecksum) << "part " << row + 1;
+        }
+    }
+    std::vector<std::string> differences;
+    VerifyChecksums(app, nullptr);
+    VerifyChecksums(app, &differences);
+    if (c.spoiled == 0) {
+        EXPECT_EQ(ReadFile(In("pic.gif")), bytes);
+        EXPECT_TRUE(differences.empty());
+    } else {
+        // The spoiled character changes the part's sum and one decoded byte.
+        ASSERT_EQ(differences.size(), 2U);
+        EXPECT_EQ(differences[0].substr(0, 28), "Output File pic.gif Checksum");
+        EXPECT_EQ(differences[1].substr(0, 15), "Part 2 Checksum");
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, PartChecksumTest,
+    ::testing::Values(SectionCase{"CrLf", kEolCrLf, 0, false, false},
+                      SectionCase{"Lf", kEolLf, 0, false, false},
+                      SectionCase{"CrOnly", kEolCrLf, 0, true, false},
+                      SectionCase{"BlankLinesAndHeadersBetweenParts", kEolLf, 0, false, true},
+                      SectionCase{"SpoiledLineMidPart", kEolLf, 7, false, false},
+                      SectionCase{"SpoiledFirstLineCrOnly", kEolCrLf, 1, true, true}),
+    [](const ::testing::TestParamInfo<SectionCase>& info) { return info.param.name; });
 
 TEST_F(DecodeDriver, ChecksumLineWithAnotherScopeIsNotTaken) {
     const std::string bytes = RandomBytes(29, 5000);

@@ -613,5 +613,106 @@ INSTANTIATE_TEST_SUITE_P(Kinds, HostileLineTest,
                              return info.param.name;
                          });
 
+// The quick way must agree with the exact way on every line it takes: the same bytes, the same
+// size, and a line whose whole text is what the part's sum takes (the caller sums it later with
+// SumLineToEnd). Every line it leaves must be one the exact way refuses or handles otherwise.
+// Lines: sound ones of every length with full and short last groups, then each changed at one
+// place (any byte, a line end, a zero, a cut, an extra character) or with a wrong length.
+class QuickLineTest : public LineDecoderTest, public ::testing::WithParamInterface<int> {};
+
+TEST_P(QuickLineTest, AgreesWithTheExactWay) {
+    const int encoding = GetParam();
+    Use(encoding);
+    const std::string_view alphabet = AlphabetFor(encoding);
+    std::mt19937 random(static_cast<unsigned>(encoding));
+    std::vector<std::string> lines;
+    for (int length = 0; length <= 63; ++length) {
+        for (int extra = 0; extra < 3; ++extra) {
+            // The last group cut to the characters its bytes need, or one or two more.
+            const int characters = 4 * (length / 3) + (length % 3 == 0 ? 0 : length % 3 + 1) +
+                                   std::min(extra, length % 3 == 0 ? 0 : 3 - length % 3);
+            std::string line(1, alphabet[static_cast<std::size_t>(length)]);
+            for (int i = 0; i < characters; ++i) {
+                line += alphabet[random() % 64];
+            }
+            lines.push_back(line + (extra == 1 ? "\r\n" : "\n"));
+        }
+    }
+    const std::size_t sound = lines.size();
+    static constexpr std::string_view kEdges{"\r\n\0 `\x1f\x61\x7f\x80\xa0\xe0*,./:@[{", 19};
+    for (std::size_t i = 0; i < sound; ++i) {
+        for (int change = 0; change < 24; ++change) {
+            std::string line = lines[i];
+            const std::size_t at = random() % (line.size() - 1);
+            switch (change % 6) {
+                case 0:
+                    line[at] = static_cast<char>(random() & 0xFFU);
+                    break;
+                case 1:
+                    // Line ends, a zero and the neighbours of both alphabets' ranges.
+                    line[at] = kEdges[random() % kEdges.size()];
+                    break;
+                case 2:
+                    line.erase(at, 1);
+                    break;
+                case 3:
+                    line.insert(at + 1, 1, alphabet[random() % 64]);
+                    break;
+                case 4:
+                    line[0] = alphabet[random() % 64];
+                    break;
+                default:
+                    line.resize(at + 1);  // no line end at all
+                    break;
+            }
+            lines.push_back(line);
+        }
+    }
+
+    int quickLines = 0;
+    for (const std::string& text : lines) {
+        LineBuffer line{};
+        std::memcpy(line.data(), text.data(), std::min<std::size_t>(text.size(), 254));
+        PartRecord quickPart;
+        std::array<unsigned char, 512> quickOut{};
+        const int quick = DecodeLineQuick(app, line.data(), quickOut.data(), quickPart);
+
+        part = PartRecord{};
+        out.fill(kGuardByte);
+        const int exact = DecodeLine(app, line.data(), out.data(), part, 0);
+        if (quick == kTakeExactWay) {
+            continue;
+        }
+        ++quickLines;
+        ASSERT_EQ(quick, exact) << Hex(text);
+        ASSERT_EQ(std::memcmp(quickOut.data(), out.data(), static_cast<std::size_t>(quick)), 0)
+            << Hex(text);
+        ASSERT_EQ(quickPart.calculatedSize, part.calculatedSize) << Hex(text);
+        uint32_t sum = 0;
+        SumLineToEnd(line.data(), sum);
+        ASSERT_EQ(sum, part.calculatedChecksum) << Hex(text);
+        ASSERT_EQ(quickPart.calculatedChecksum, 0U);
+    }
+    // Every sound line goes the quick way, and the changed ones that stay sound with it.
+    EXPECT_GE(quickLines, static_cast<int>(sound));
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, QuickLineTest, ::testing::Values(kEncodingUU, kEncodingXX),
+                         [](const ::testing::TestParamInfo<int>& info) {
+                             return info.param == kEncodingUU ? "UU" : "XX";
+                         });
+
+TEST_F(LineDecoderTest, QuickWayLeavesMimeAndStopsAtNothingElse) {
+    Use(kEncodingMIME);
+    LineBuffer line{};
+    std::memcpy(line.data(), "QUJD\n", 5);
+    EXPECT_EQ(DecodeLineQuick(app, line.data(), out.data(), part), kTakeExactWay);
+    Use(kEncodingUU);
+    std::memcpy(line.data(), "#04)#\n", 6);
+    EXPECT_EQ(DecodeLineQuick(app, line.data(), out.data(), part), 3);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(out.data()), 3), "ABC");
+    EXPECT_TRUE(app.decode.totals.runningChecksumPartial);
+}
+
 }  // namespace
 }  // namespace mandrel

@@ -143,7 +143,7 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
     }
 
     AppState app(ui);
-    app.files.BufFileInit(10, 16384);
+    app.files.BufFileInit(10, 32768);
     app.config.fullpath = ProgramPath();
     QSettingsStore store;
     LoadSettings(app.config, app.identity, store, ui);

@@ -14,7 +14,7 @@ namespace mandrel {
 namespace {
 
 // Read in blocks through the file layer; the sum still goes one byte at a time.
-constexpr long kRereadBlock = 64 * 1024;
+constexpr long kRereadBlock = 64L * 1024;
 
 // "sum -r" of the output file as it now lies on disk, in its final byte order. False when the
 // file cannot be opened; the figures are then left alone.
@@ -41,6 +41,7 @@ bool RecomputeOutputChecksum(AppState& app, const std::string& name) {
     }
     app.files.BufFileClose(file);
     totals.runningChecksum = sum;
+    totals.runningChecksumPartial = false;
     if (count != totals.decodedSize) {
         ShowMessage(app.ui, kMbExclamation,
                     "Checksum Test of %s has Inconsistent File Size (%u vs. %u)", path.c_str(),
@@ -71,10 +72,12 @@ int VerifyChecksums(AppState& app, std::vector<std::string>* list) {
     if (totals.expectedChecksum != 0) {
         present = true;
         // The running sum follows the order the bytes were decoded in, which for parts that
-        // came out of order is not the file's; MIME adds nothing to it at all. The file on disk
-        // settles it. BinHex keeps a CRC there, which has nothing to recompute from.
-        if (totals.expectedChecksum != totals.runningChecksum && list == nullptr &&
-            app.job.EncodingIndex != kEncodingBinHex) {
+        // came out of order is not the file's; MIME and lines decoded the quick way add nothing
+        // to it at all. The file on disk settles it. BinHex keeps a CRC there, which has nothing to
+        // recompute from.
+        const bool unsettled =
+            totals.runningChecksumPartial || totals.expectedChecksum != totals.runningChecksum;
+        if (unsettled && list == nullptr && app.job.EncodingIndex != kEncodingBinHex) {
             RecomputeOutputChecksum(app, name);
         }
         if (totals.expectedChecksum != totals.runningChecksum) {

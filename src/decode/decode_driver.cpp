@@ -20,6 +20,7 @@
 #include "decode/header_recognition.h"
 #include "decode/join_parts.h"
 #include "decode/line_decoder.h"
+#include "decode/part_sums.h"
 #include "encode/alphabets.h"
 #include "shell/job_status.h"
 #include "shell/output_files.h"
@@ -285,6 +286,7 @@ std::optional<int> DecodeRun::StartPass() {
     job.CurrentFileFormat = kFormatToBeDetermined;
     SetDecodeState(LOOKFORHEADERTYPE);
     ClearPartTable(app_.parts);
+    ClearDeferredPartSums(decode.deferredSums);
     SelectDecodeTable(app_, job.EncodingIndex);
     decode.bytesRead = 0;
 
@@ -349,7 +351,10 @@ std::optional<int> DecodeRun::StepLoop() {
 
 void DecodeRun::ReadNextLine() {
     DecodeJob& decode = app_.decode;
+    decode.lineStart = app_.files.BufFileMark(input_);
     const int count = app_.files.BufFileReadLine(input_, line_.data(), kLineBufferSize);
+    decode.lineEnd = app_.files.BufFileMark(input_);
+    decode.markedLine = line_.data();
     ++decode.lineNumber;
     if (count < 0) {
         line_[0] = '\0';
@@ -799,6 +804,17 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
     if (Encoding() == kEncodingBinHex) {
         return DecodeBinHexChunk(app_, input_, decoded_.data(), ask_, tolerant, CurrentRow(), next);
     }
+    const int row = std::clamp(app_.parts.current, 0, MAX_PARTS - 1);
+    const DecodeJob& decode = app_.decode;
+    if (tolerant == 0 && decode.markedLine == line_.data() && decode.lineStart.offset >= 0) {
+        const int count = DecodeLineQuick(app_, line_.data(), decoded_.data(), CurrentRow());
+        if (count != kTakeExactWay) {
+            DeferInputLine(app_, row, input_, decode.lineStart, decode.lineEnd);
+            return count;
+        }
+    }
+    // The exact way keeps the sum itself, after everything that went before.
+    SettlePartSum(app_, row);
     return DecodeLine(app_, line_.data(), decoded_.data(), CurrentRow(), tolerant);
 }
 
@@ -902,6 +918,9 @@ void DecodeRun::LookForPartChecksum() {
         // The line does not describe the part.
         row.expectedChecksum = 0;
         row.expectedSize = 0;
+    }
+    if (row.expectedChecksum != 0) {
+        SettlePartSum(app_, app_.parts.current);
     }
     SetDecodeState(lastClass_ == kLineEndOfData ? LOOKFORTOTALCHECKSUM : DECODELINES);
 }
@@ -1216,6 +1235,9 @@ void DecodeRun::CloseOutputQuietly() {
 }
 
 void DecodeRun::CloseDecodeFilesHere(bool withInput) {
+    if (withInput) {
+        SettleAwaitedPartSums(app_);
+    }
     CloseDecodeFiles(app_, withInput ? input_ : kNoBufFile, output_);
     output_ = kNoBufFile;
     if (withInput) {
@@ -1233,6 +1255,7 @@ void DecodeRun::Rewind() {
 int DecodeRun::Finish(int result) {
     CloseOutputQuietly();
     if (input_ != kNoBufFile) {
+        SettleAwaitedPartSums(app_);
         app_.files.BufFileClose(input_);
         input_ = kNoBufFile;
     }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "core/buf_file.h"
+#include "decode/part_sums.h"
 
 namespace mandrel {
 
@@ -37,9 +38,10 @@ using DecodeTable = std::array<int32_t, 256>;
 
 // The whole-output figures compared after a decode.
 struct OutputTotals {
-    uint32_t runningChecksum = 0;   // "sum -r" of decoded UU/XX bytes; BinHex: data fork CRC
-    uint32_t expectedChecksum = 0;  // 0 = none given
-    int32_t expectedSize = 0;       // 0 or less = none given
+    uint32_t runningChecksum = 0;         // "sum -r" of decoded UU/XX bytes; BinHex: data fork CRC
+    bool runningChecksumPartial = false;  // lines went by without it: the file must settle it
+    uint32_t expectedChecksum = 0;        // 0 = none given
+    int32_t expectedSize = 0;             // 0 or less = none given
     uint32_t decodedSize = 0;
 };
 
@@ -86,6 +88,11 @@ struct DecodeJob {
     const DecodeTable* currentTable = nullptr;  // none while the encoding is Auto
     BinHexReaderState binhex;
     bool checksumDataPresent = false;  // set by the checksum comparison
+    // Where the last line read into `markedLine` began and ended in the input.
+    const char* markedLine = nullptr;
+    BufReadMark lineStart;
+    BufReadMark lineEnd;
+    DeferredPartSums deferredSums;
 };
 
 }  // namespace mandrel

@@ -7,6 +7,7 @@
 #include "core/config.h"
 #include "core/text_util.h"
 #include "decode/line_decoder.h"
+#include "decode/part_sums.h"
 #include "encode/alphabets.h"
 
 namespace mandrel {
@@ -703,13 +704,15 @@ const char* FindNoCase(const char* text, std::string_view key) {
 }
 
 void AddLineToPartSum(AppState& app, const char* line) {
-    const int row = std::clamp(app.parts.current, 0, MAX_PARTS - 1);
-    PartRecord& part = app.parts.rows[static_cast<std::size_t>(row)];
-    part.calculatedSize += static_cast<uint32_t>(SumLineToEnd(line, part.calculatedChecksum));
+    AddTextToPartSum(app, app.parts.current, line);
 }
 
 int ReadRecognizerLine(AppState& app, BufFile input, char* line) {
+    DecodeJob& decode = app.decode;
+    decode.lineStart = app.files.BufFileMark(input);
     const int count = app.files.BufFileReadLine(input, line, kLineBufferSize);
+    decode.lineEnd = app.files.BufFileMark(input);
+    decode.markedLine = line;
     ++app.decode.lineNumber;
     if (count <= 0) {
         line[0] = '\0';

@@ -23,6 +23,13 @@ void SelectDecodeTable(AppState& app, int encoding);
 // errors.
 int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& part, int tolerant);
 
+// The quick way for a UU or XX data line in strict mode: valid characters that fit the length
+// character, the line end and nothing else. Counts the part's size but keeps neither checksum,
+// which the caller must see to. out needs room for 64 bytes. Returns the bytes decoded, or
+// kTakeExactWay for any other line, with nothing changed.
+inline constexpr int kTakeExactWay = -2;
+int DecodeLineQuick(AppState& app, const char* line, unsigned char* out, PartRecord& part);
+
 // Adds text up to its first CR, LF or zero to the "sum -r" accumulator, a line end as one LF;
 // returns the characters consumed, the line end counted as one.
 int SumLineToEnd(const char* text, uint32_t& accumulator);

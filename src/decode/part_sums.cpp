@@ -1,0 +1,134 @@
+#include "decode/part_sums.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/app_state.h"
+#include "decode/decode_job.h"
+#include "decode/line_decoder.h"
+
+namespace mandrel {
+
+namespace {
+
+// A hostile text can break the runs into many pieces; past this many the row is settled at
+// once, which keeps the memory held per part small.
+constexpr std::size_t kMostItemsPerRow = 4096;
+
+std::vector<DeferredSumItem>& ItemsOf(AppState& app, int row) {
+    return app.decode.deferredSums
+        .rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))];
+}
+
+PartRecord& RowOf(AppState& app, int row) {
+    return app.parts.rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))];
+}
+
+bool SameMark(const BufReadMark& a, const BufReadMark& b) {
+    return a.offset == b.offset && a.previousRead == b.previousRead;
+}
+
+// Reads the run's lines again exactly as the decoder read them and adds each to the sum.
+bool SumRun(BufFileTable& files, BufFile file, const DeferredSumItem& item, uint32_t& sum) {
+    files.BufFileRestore(file, item.start);
+    LineBuffer line{};
+    while (files.BufFileMark(file).offset < item.end.offset) {
+        if (files.BufFileReadLine(file, line.data(), kLineBufferSize) <= 0) {
+            return false;
+        }
+        SumLineToEnd(line.data(), sum);
+    }
+    return true;
+}
+
+}  // namespace
+
+void ClearDeferredPartSums(DeferredPartSums& sums) {
+    for (std::vector<DeferredSumItem>& items : sums.rows) {
+        items.clear();
+    }
+    sums.input = kNoBufFile;
+    sums.inputPath.clear();
+}
+
+bool HasDeferredSum(const AppState& app, int row) {
+    return !app.decode.deferredSums
+                .rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))]
+                .empty();
+}
+
+void DeferInputLine(AppState& app, int row, BufFile input, const BufReadMark& start,
+                    const BufReadMark& end) {
+    DeferredPartSums& sums = app.decode.deferredSums;
+    if (sums.input != input) {
+        // Runs of another input cannot wait any longer.
+        SettleAwaitedPartSums(app);
+        ClearDeferredPartSums(sums);
+        sums.input = input;
+        sums.inputPath = app.files.Name(input);
+        sums.inputFlags = app.files.Flags(input);
+    }
+    std::vector<DeferredSumItem>& items = ItemsOf(app, row);
+    if (!items.empty() && !items.back().IsText() && SameMark(items.back().end, start)) {
+        items.back().end = end;
+        return;
+    }
+    if (items.size() >= kMostItemsPerRow) {
+        SettlePartSum(app, row);
+    }
+    items.push_back(DeferredSumItem{start, end, {}});
+}
+
+void AddTextToPartSum(AppState& app, int row, const char* line) {
+    PartRecord& part = RowOf(app, row);
+    std::vector<DeferredSumItem>& items = ItemsOf(app, row);
+    if (items.empty()) {
+        part.calculatedSize += static_cast<uint32_t>(SumLineToEnd(line, part.calculatedChecksum));
+        return;
+    }
+    if (items.size() >= kMostItemsPerRow) {
+        SettlePartSum(app, row);
+        AddTextToPartSum(app, row, line);
+        return;
+    }
+    // The size is counted now; only the chain waits.
+    uint32_t unused = 0;
+    part.calculatedSize += static_cast<uint32_t>(SumLineToEnd(line, unused));
+    items.push_back(DeferredSumItem{{}, BufReadMark{-1, -1}, std::string(line)});
+}
+
+void SettlePartSum(AppState& app, int row) {
+    std::vector<DeferredSumItem>& items = ItemsOf(app, row);
+    if (items.empty()) {
+        return;
+    }
+    PartRecord& part = RowOf(app, row);
+    const DeferredPartSums& sums = app.decode.deferredSums;
+    BufFile file = kNoBufFile;
+    for (const DeferredSumItem& item : items) {
+        if (item.IsText()) {
+            SumLineToEnd(item.text.c_str(), part.calculatedChecksum);
+            continue;
+        }
+        if (file == kNoBufFile) {
+            file = app.files.BufFileOpen(sums.inputPath, BufOpenMode::Read, sums.inputFlags);
+        }
+        if (file == kNoBufFile || !SumRun(app.files, file, item, part.calculatedChecksum)) {
+            break;
+        }
+    }
+    if (file != kNoBufFile) {
+        app.files.BufFileClose(file);
+    }
+    items.clear();
+}
+
+void SettleAwaitedPartSums(AppState& app) {
+    for (int row = 0; row < MAX_PARTS; ++row) {
+        if (app.parts.rows[static_cast<std::size_t>(row)].expectedChecksum != 0) {
+            SettlePartSum(app, row);
+        }
+    }
+}
+
+}  // namespace mandrel
