@@ -1,6 +1,6 @@
-// Text from independent writers, decoded by the real console program: sharutils' uuencode and
-// uudeview's uuenview run as black boxes, with the line ends and the mail and news wrappings
-// that such text arrives in.
+// Text from independent writers, decoded by the real console program: sharutils' uuencode,
+// uudeview's uuenview and mpack run as black boxes, with the line ends and the mail and news
+// wrappings that such text arrives in.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -94,6 +94,79 @@ INSTANTIATE_TEST_SUITE_P(Writers, DecodeInterop,
                                            WriterCase{"mailLf", 5000, "\n", true},
                                            WriterCase{"mailCrLf", 5000, "\r\n", true}),
                          [](const auto& info) { return std::string(info.param.label); });
+
+// A news article as a news reader saves it, with the server's headers before the body.
+std::string NewsAround(const std::string& body) {
+    return "Path: news.example.net!feeder.example.org!not-for-mail\n"
+           "From: poster@example.org (A Poster)\n"
+           "Newsgroups: alt.binaries.pictures.misc\n"
+           "Subject: a picture from the trip\n"
+           "Date: 23 Nov 2026 01:02:03 GMT\n"
+           "Organization: Example News\n"
+           "Lines: 1234\n"
+           "Message-ID: <abcd@news.example.net>\n"
+           "NNTP-Posting-Host: host.example.org\n"
+           "Xref: news.example.net alt.binaries.pictures.misc:4711\n"
+           "\n" +
+           body;
+}
+
+struct MpackCase {
+    const char* label;
+    std::size_t size;
+    const char* eol;
+    bool news;
+};
+
+class MpackInterop : public ::testing::TestWithParam<MpackCase> {};
+
+// mpack writes one MIME message: a multipart body with a preamble, the description text and a
+// Base64 attachment whose name holds a blank.
+TEST_P(MpackInterop, MpackMessageDecodesExactly) {
+    if (!Have("mpack")) {
+        GTEST_SKIP() << "mpack is not installed";
+    }
+    const MpackCase& c = GetParam();
+    test::TempDir dir;
+    const std::string bytes = test::RandomBytes(c.size + 11, c.size);
+    ASSERT_TRUE(fs::create_directory(dir.path() / "orig"));
+    test::WriteFile((dir.path() / "orig" / "my photo.jpg").string(), bytes);
+    test::WriteFile(dir.File("desc.txt"), "Here is the photo from Saturday.\n");
+    ASSERT_EQ(Shell(dir.path() / "orig",
+                    "mpack -s 'the photo' -d ../desc.txt -o ../message.txt 'my photo.jpg'"),
+              0);
+    std::string text = test::ReadFile(dir.File("message.txt"));
+    ASSERT_NE(text.find("Content-Transfer-Encoding: base64"), std::string::npos);
+    if (c.news) {
+        text = NewsAround(text);
+    }
+    test::WriteFile(dir.File("input.txt"), WithLineEnds(text, c.eol));
+    EXPECT_EQ(Decode(dir.path(), "input.txt"), 0);
+    EXPECT_TRUE(test::ReadFile(dir.File("my photo.jpg")) == bytes) << c.label;
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, MpackInterop,
+                         ::testing::Values(MpackCase{"empty", 0, "\n", false},
+                                           MpackCase{"one", 1, "\n", false},
+                                           MpackCase{"oneLine", 57, "\r\n", false},
+                                           MpackCase{"lineAndOne", 58, "\n", false},
+                                           MpackCase{"big", 100 * 1024, "\r\n", false},
+                                           MpackCase{"newsArticle", 5000, "\n", true}),
+                         [](const auto& info) { return std::string(info.param.label); });
+
+TEST(DecodeInteropWriters, UuencodeInNewsArticleDecodesExactly) {
+    if (!Have("uuencode")) {
+        GTEST_SKIP() << "sharutils uuencode is not installed";
+    }
+    test::TempDir dir;
+    const std::string bytes = test::RandomBytes(98, 7000);
+    test::WriteFile(dir.File("orig.bin"), bytes);
+    ASSERT_EQ(Shell(dir.path(), "uuencode orig.bin trip.jpg > plain.uue"), 0);
+    const std::string article = NewsAround(test::ReadFile(dir.File("plain.uue")));
+    test::WriteFile(dir.File("article.txt"), WithLineEnds(article, "\r\n"));
+    EXPECT_EQ(Decode(dir.path(), "article.txt"), 0);
+    EXPECT_TRUE(test::ReadFile(dir.File("trip.jpg")) == bytes);
+}
 
 TEST(DecodeInteropWriters, UuenviewXxDecodesExactly) {
     if (!Have("uuenview")) {

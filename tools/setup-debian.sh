@@ -9,7 +9,7 @@ packages=(
   qt6-base-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
-  sharutils uudeview coreutils time
+  sharutils uudeview mpack coreutils time
 )
 missing=()
 for p in "${packages[@]}"; do
