@@ -287,6 +287,7 @@ std::optional<int> DecodeRun::StartPass() {
     SetDecodeState(LOOKFORHEADERTYPE);
     ClearPartTable(app_.parts);
     ClearDeferredPartSums(decode.deferredSums);
+    decode.markedLine = nullptr;  // no line of this pass has been read yet
     SelectDecodeTable(app_, job.EncodingIndex);
     decode.bytesRead = 0;
 
