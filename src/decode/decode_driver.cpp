@@ -805,17 +805,16 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
     if (Encoding() == kEncodingBinHex) {
         return DecodeBinHexChunk(app_, input_, decoded_.data(), ask_, tolerant, CurrentRow(), next);
     }
-    const int row = std::clamp(app_.parts.current, 0, MAX_PARTS - 1);
     const DecodeJob& decode = app_.decode;
     if (tolerant == 0 && decode.markedLine == line_.data() && decode.lineStart.offset >= 0) {
         const int count = DecodeLineQuick(app_, line_.data(), decoded_.data(), CurrentRow());
         if (count != kTakeExactWay) {
-            DeferInputLine(app_, row, input_, decode.lineStart, decode.lineEnd);
+            DeferInputLine(app_, app_.parts.current, input_, decode.lineStart, decode.lineEnd);
             return count;
         }
     }
     // The exact way keeps the sum itself, after everything that went before.
-    SettlePartSum(app_, row);
+    SettlePartSum(app_, app_.parts.current);
     return DecodeLine(app_, line_.data(), decoded_.data(), CurrentRow(), tolerant);
 }
 

@@ -450,13 +450,21 @@ int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsig
 
 }  // namespace
 
+namespace {
+
+// The table SelectDecodeTable made current, or the encoding's own while none is.
+const DecodeTable& TableInUse(const AppState& app, int encoding) {
+    return app.decode.currentTable != nullptr ? *app.decode.currentTable : DecodeTableFor(encoding);
+}
+
+}  // namespace
+
 int DecodeLineQuick(AppState& app, const char* line, unsigned char* out, PartRecord& part) {
     const int encoding = app.job.EncodingIndex;
     if (encoding != kEncodingUU && encoding != kEncodingXX) {
         return kTakeExactWay;
     }
-    const DecodeTable& table =
-        app.decode.currentTable != nullptr ? *app.decode.currentTable : DecodeTableFor(encoding);
+    const DecodeTable& table = TableInUse(app, encoding);
     int characters = 0;
     const int length =
         DecodeWholeGroups(table, reinterpret_cast<const unsigned char*>(line), out, characters);
@@ -495,8 +503,7 @@ int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& 
     if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
         return -1;
     }
-    const DecodeTable& table =
-        app.decode.currentTable != nullptr ? *app.decode.currentTable : DecodeTableFor(encoding);
+    const DecodeTable& table = TableInUse(app, encoding);
     const auto* text = reinterpret_cast<const unsigned char*>(line);
     if (encoding == kEncodingMIME) {
         return DecodeMimeLine(app, table, text, out, part, tolerant != 0);

@@ -1,7 +1,6 @@
 #include "decode/part_sums.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "core/app_state.h"
 #include "decode/decode_job.h"
@@ -49,12 +48,6 @@ void ClearDeferredPartSums(DeferredPartSums& sums) {
     }
     sums.input = kNoBufFile;
     sums.inputPath.clear();
-}
-
-bool HasDeferredSum(const AppState& app, int row) {
-    return !app.decode.deferredSums
-                .rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))]
-                .empty();
 }
 
 void DeferInputLine(AppState& app, int row, BufFile input, const BufReadMark& start,

@@ -33,7 +33,6 @@ struct DeferredPartSums {
 };
 
 void ClearDeferredPartSums(DeferredPartSums& sums);
-bool HasDeferredSum(const AppState& app, int row);
 
 // The line just read from `input` between the two marks goes into row's sum.
 void DeferInputLine(AppState& app, int row, BufFile input, const BufReadMark& start,
