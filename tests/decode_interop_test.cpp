@@ -42,11 +42,13 @@ std::string WithLineEnds(const std::string& text, const std::string& eol) {
     return out;
 }
 
+enum class Wrapping { None, Mail, News };
+
 struct WriterCase {
     const char* label;
     std::size_t size;
     const char* eol;
-    bool mail;
+    Wrapping wrap;
 };
 
 class DecodeInterop : public ::testing::TestWithParam<WriterCase> {};
@@ -66,35 +68,6 @@ std::string MailAround(const std::string& body) {
            "Someone\n";
 }
 
-TEST_P(DecodeInterop, UuencodeOutputDecodesExactly) {
-    if (!Have("uuencode")) {
-        GTEST_SKIP() << "sharutils uuencode is not installed";
-    }
-    const WriterCase& c = GetParam();
-    test::TempDir dir;
-    const std::string bytes = test::RandomBytes(c.size + 7, c.size);
-    test::WriteFile(dir.File("orig.bin"), bytes);
-    ASSERT_EQ(Shell(dir.path(), "uuencode orig.bin picture.gif > plain.uue"), 0);
-    std::string text = test::ReadFile(dir.File("plain.uue"));
-    if (c.mail) {
-        text = MailAround(text);
-    }
-    test::WriteFile(dir.File("input.txt"), WithLineEnds(text, c.eol));
-    EXPECT_EQ(Decode(dir.path(), "input.txt"), 0);
-    EXPECT_TRUE(test::ReadFile(dir.File("picture.gif")) == bytes) << c.label;
-}
-
-INSTANTIATE_TEST_SUITE_P(Writers, DecodeInterop,
-                         ::testing::Values(WriterCase{"empty", 0, "\n", false},
-                                           WriterCase{"one", 1, "\n", false},
-                                           WriterCase{"line", 45, "\n", false},
-                                           WriterCase{"lineAndOne", 46, "\r\n", false},
-                                           WriterCase{"crOnly", 1000, "\r", false},
-                                           WriterCase{"big", 100 * 1024, "\n", false},
-                                           WriterCase{"mailLf", 5000, "\n", true},
-                                           WriterCase{"mailCrLf", 5000, "\r\n", true}),
-                         [](const auto& info) { return std::string(info.param.label); });
-
 // A news article as a news reader saves it, with the server's headers before the body.
 std::string NewsAround(const std::string& body) {
     return "Path: news.example.net!feeder.example.org!not-for-mail\n"
@@ -111,14 +84,51 @@ std::string NewsAround(const std::string& body) {
            body;
 }
 
-struct MpackCase {
-    const char* label;
-    std::size_t size;
-    const char* eol;
-    bool news;
-};
+std::string Wrap(const std::string& body, Wrapping wrap) {
+    switch (wrap) {
+        case Wrapping::Mail:
+            return MailAround(body);
+        case Wrapping::News:
+            return NewsAround(body);
+        default:
+            return body;
+    }
+}
 
-class MpackInterop : public ::testing::TestWithParam<MpackCase> {};
+// Wraps the writer's text as the case says, gives it the case's line ends, decodes it with the
+// console program and compares the file it names with the bytes.
+void ExpectDecodesTo(const test::TempDir& dir, const std::string& text, const WriterCase& c,
+                     const std::string& name, const std::string& bytes) {
+    test::WriteFile(dir.File("input.txt"), WithLineEnds(Wrap(text, c.wrap), c.eol));
+    EXPECT_EQ(Decode(dir.path(), "input.txt"), 0);
+    EXPECT_TRUE(test::ReadFile(dir.File(name)) == bytes) << c.label;
+}
+
+TEST_P(DecodeInterop, UuencodeOutputDecodesExactly) {
+    if (!Have("uuencode")) {
+        GTEST_SKIP() << "sharutils uuencode is not installed";
+    }
+    const WriterCase& c = GetParam();
+    test::TempDir dir;
+    const std::string bytes = test::RandomBytes(c.size + 7, c.size);
+    test::WriteFile(dir.File("orig.bin"), bytes);
+    ASSERT_EQ(Shell(dir.path(), "uuencode orig.bin picture.gif > plain.uue"), 0);
+    ExpectDecodesTo(dir, test::ReadFile(dir.File("plain.uue")), c, "picture.gif", bytes);
+}
+
+INSTANTIATE_TEST_SUITE_P(Writers, DecodeInterop,
+                         ::testing::Values(WriterCase{"empty", 0, "\n", Wrapping::None},
+                                           WriterCase{"one", 1, "\n", Wrapping::None},
+                                           WriterCase{"line", 45, "\n", Wrapping::None},
+                                           WriterCase{"lineAndOne", 46, "\r\n", Wrapping::None},
+                                           WriterCase{"crOnly", 1000, "\r", Wrapping::None},
+                                           WriterCase{"big", 100 * 1024, "\n", Wrapping::None},
+                                           WriterCase{"mailLf", 5000, "\n", Wrapping::Mail},
+                                           WriterCase{"mailCrLf", 5000, "\r\n", Wrapping::Mail},
+                                           WriterCase{"newsCrLf", 7000, "\r\n", Wrapping::News}),
+                         [](const auto& info) { return std::string(info.param.label); });
+
+class MpackInterop : public ::testing::TestWithParam<WriterCase> {};
 
 // mpack writes one MIME message: a multipart body with a preamble, the description text and a
 // Base64 attachment whose name holds a blank.
@@ -126,7 +136,7 @@ TEST_P(MpackInterop, MpackMessageDecodesExactly) {
     if (!Have("mpack")) {
         GTEST_SKIP() << "mpack is not installed";
     }
-    const MpackCase& c = GetParam();
+    const WriterCase& c = GetParam();
     test::TempDir dir;
     const std::string bytes = test::RandomBytes(c.size + 11, c.size);
     ASSERT_TRUE(fs::create_directory(dir.path() / "orig"));
@@ -135,38 +145,19 @@ TEST_P(MpackInterop, MpackMessageDecodesExactly) {
     ASSERT_EQ(Shell(dir.path() / "orig",
                     "mpack -s 'the photo' -d ../desc.txt -o ../message.txt 'my photo.jpg'"),
               0);
-    std::string text = test::ReadFile(dir.File("message.txt"));
+    const std::string text = test::ReadFile(dir.File("message.txt"));
     ASSERT_NE(text.find("Content-Transfer-Encoding: base64"), std::string::npos);
-    if (c.news) {
-        text = NewsAround(text);
-    }
-    test::WriteFile(dir.File("input.txt"), WithLineEnds(text, c.eol));
-    EXPECT_EQ(Decode(dir.path(), "input.txt"), 0);
-    EXPECT_TRUE(test::ReadFile(dir.File("my photo.jpg")) == bytes) << c.label;
+    ExpectDecodesTo(dir, text, c, "my photo.jpg", bytes);
 }
 
 INSTANTIATE_TEST_SUITE_P(Writers, MpackInterop,
-                         ::testing::Values(MpackCase{"empty", 0, "\n", false},
-                                           MpackCase{"one", 1, "\n", false},
-                                           MpackCase{"oneLine", 57, "\r\n", false},
-                                           MpackCase{"lineAndOne", 58, "\n", false},
-                                           MpackCase{"big", 100 * 1024, "\r\n", false},
-                                           MpackCase{"newsArticle", 5000, "\n", true}),
+                         ::testing::Values(WriterCase{"empty", 0, "\n", Wrapping::None},
+                                           WriterCase{"one", 1, "\n", Wrapping::None},
+                                           WriterCase{"oneLine", 57, "\r\n", Wrapping::None},
+                                           WriterCase{"lineAndOne", 58, "\n", Wrapping::None},
+                                           WriterCase{"big", 100 * 1024, "\r\n", Wrapping::None},
+                                           WriterCase{"newsArticle", 5000, "\n", Wrapping::News}),
                          [](const auto& info) { return std::string(info.param.label); });
-
-TEST(DecodeInteropWriters, UuencodeInNewsArticleDecodesExactly) {
-    if (!Have("uuencode")) {
-        GTEST_SKIP() << "sharutils uuencode is not installed";
-    }
-    test::TempDir dir;
-    const std::string bytes = test::RandomBytes(98, 7000);
-    test::WriteFile(dir.File("orig.bin"), bytes);
-    ASSERT_EQ(Shell(dir.path(), "uuencode orig.bin trip.jpg > plain.uue"), 0);
-    const std::string article = NewsAround(test::ReadFile(dir.File("plain.uue")));
-    test::WriteFile(dir.File("article.txt"), WithLineEnds(article, "\r\n"));
-    EXPECT_EQ(Decode(dir.path(), "article.txt"), 0);
-    EXPECT_TRUE(test::ReadFile(dir.File("trip.jpg")) == bytes);
-}
 
 TEST(DecodeInteropWriters, UuenviewXxDecodesExactly) {
     if (!Have("uuenview")) {
