@@ -8,11 +8,11 @@
 #include <span>
 #include <vector>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
 #include "core/config.h"
-#include "encode/alphabets.h"
 #include "encode/line_encoder.h"
 #include "platform/scripted_ui.h"
+#include "shell/app_state.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "core/settings_store.h"
-#include "core/ui_port.h"
+#include "core/user_port.h"
 #include "core/version_strings.h"
 
 namespace mandrel {
@@ -220,7 +220,7 @@ int EolLengthFor(int32_t encodecrlf) {
     return 0;
 }
 
-int LoadSettings(Config& config, Identity& identity, SettingsStore& store, UiPort& ui) {
+int LoadSettings(Config& config, Identity& identity, SettingsStore& store, UserPort& ui) {
     LoadIdentity(identity);
     int failures = 0;
     for (const auto group : {GeneralGroup(), EncodeGroup(), DecodeGroup()}) {
@@ -231,7 +231,7 @@ int LoadSettings(Config& config, Identity& identity, SettingsStore& store, UiPor
 }
 
 int ReadSettingsGroup(Config& config, std::span<const SettingDesc> group, SettingsStore& store,
-                      std::string_view key, UiPort& ui) {
+                      std::string_view key, UserPort& ui) {
     if (!store.OpenKey(key, true)) {
         return 1;
     }
@@ -250,7 +250,7 @@ int ReadSettingsGroup(Config& config, std::span<const SettingDesc> group, Settin
 }
 
 int WriteSettingsGroup(const Config& config, std::span<const SettingDesc> group,
-                       SettingsStore& store, std::string_view key, UiPort& ui) {
+                       SettingsStore& store, std::string_view key, UserPort& ui) {
     // The key was made when the settings were first read; writing never creates it.
     if (!store.OpenKey(key, false)) {
         return 1;

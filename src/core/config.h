@@ -10,7 +10,7 @@
 namespace mandrel {
 
 class SettingsStore;
-class UiPort;
+class UserPort;
 
 // Stored numbers that are dialog control ids; they are part of the stored format.
 enum EncodingMethod : int32_t {
@@ -19,6 +19,10 @@ enum EncodingMethod : int32_t {
     kMethodMIME = 184,
     kMethodBinHex = 185,
 };
+// The EncodingIndex (1 UU .. 4 BinHex) of an EncodingMethod value, 0 for any other value.
+constexpr int EncodingForMethod(int32_t method) {
+    return method >= kMethodUU && method <= kMethodBinHex ? method - kMethodUU + 1 : 0;
+}
 enum DecodeMethod : int32_t {
     kDecodeByFileName = 180,
     kDecodeByDataInput = 181,  // 182 to 185: that encoding only
@@ -135,11 +139,11 @@ int EolLengthFor(int32_t encodecrlf);
 
 // Fills identity, reads the three groups, sets eollength; returns the number of values that
 // could not be read (missing values are normal on a first run).
-int LoadSettings(Config& config, Identity& identity, SettingsStore& store, UiPort& ui);
+int LoadSettings(Config& config, Identity& identity, SettingsStore& store, UserPort& ui);
 int ReadSettingsGroup(Config& config, std::span<const SettingDesc> group, SettingsStore& store,
-                      std::string_view key, UiPort& ui);
+                      std::string_view key, UserPort& ui);
 int WriteSettingsGroup(const Config& config, std::span<const SettingDesc> group,
-                       SettingsStore& store, std::string_view key, UiPort& ui);
+                       SettingsStore& store, std::string_view key, UserPort& ui);
 
 // Sets one value from its text as stored; false when the text is not a valid value.
 bool SetSettingFromText(Config& config, const SettingDesc& desc, std::string_view text);

@@ -1,11 +1,11 @@
-// The job state of the shell, read and set by the engines: one record for the process.
+// What one job is about, set by the shell before it starts an engine and read and set by the
+// engines while it runs.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "core/ui_port.h"
+#include "core/delivery_port.h"
 
 namespace mandrel {
 
@@ -26,8 +26,21 @@ enum JobResult : int {
     kResultDialogCancelled = -3,
 };
 
-inline constexpr int kMaxFileList = 128;
-inline constexpr int kMaxRecipients = 32;
+// Where a job stands in the list of files it belongs to. Several one-part encodes share one
+// output file and one multipart text: the first opens it, the last closes it.
+struct ListPlace {
+    int index = 0;
+    int count = 1;
+    bool IsFirst() const { return index == 0; }
+    bool IsLast() const { return count <= 1 || index >= count - 1; }
+    int Remaining() const { return count - index; }
+};
+
+// A file a decode completed, with the encoding it was decoded from.
+struct MadeOutput {
+    std::string path;
+    int encoding = 0;
+};
 
 struct JobState {
     int JobDirection = kDirectionNone;
@@ -37,25 +50,25 @@ struct JobState {
     int CurrentFileFormat = 0;
     bool JobWarnings = false;
     std::string ReportExtraText;
-    bool JobBusy = false;
-    bool CancelRequested = false;
-    bool QuitRequested = false;
     bool InputIsTemporary = false;
-    // The directory of the files joined into a temporary input: what is decoded from it goes
-    // there, beside the files the user named, not into the temporary directory.
-    std::string JoinedInputsDirectory;
-    int Interactive = 1;
-    std::string CommandLineOutputName;
+    // Stands in for the input's own directory where outputs go beside the input: the directory
+    // of the files joined into a temporary input, or the current one for standard input.
+    std::string inputDirectory;
+    // Where every output goes, whatever the settings say (empty: as the settings say).
+    std::string outputDirectory;
+    std::string CommandLineOutputName;  // the user's own output name
     bool EncodeToClipboard = false;
     bool EncodeToMail = false;
-    int CmdLineEncode = 0;  // 0 decode, 1 encode, 2 encode and mail to chosen recipients
-    bool ListFromUser = false;
-    bool ListFromMail = false;
-    std::vector<std::string> FileList;  // empty entries are finished files
-    int FileCount = 0;
-    int FileIndex = 0;
     std::vector<MailRecipient> Recipients;
-    bool RunAssociations = false;  // the R switch
+    ListPlace place;
+    // The user chose the input in the window (not the command line): a decode that finds
+    // nothing may offer to encode it instead, unless it came from the mailbox.
+    bool InputChosenByUser = false;
+    bool InputFromMail = false;
+    // Why the job failed when no message said so (a decode that gave up without a question).
+    std::string FailureText;
+    // Every output file a decode completed, in order.
+    std::vector<MadeOutput> outputsMade;
 };
 
 }  // namespace mandrel

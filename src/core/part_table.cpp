@@ -1,9 +1,7 @@
 #include "core/part_table.h"
 
-#include <cstdio>
-
 #include "core/text_util.h"
-#include "core/ui_port.h"
+#include "core/user_port.h"
 
 namespace mandrel {
 
@@ -13,20 +11,23 @@ void ClearPartTable(PartTable& table) {
     table.current = 0;
 }
 
+std::string PartFilePath(const PartRecord& row) {
+    return row.directory.empty() ? row.fileName : JoinPath(row.directory, row.fileName);
+}
+
 void DeletePartFiles(PartTable& table) {
     for (PartRecord& row : table.rows) {
         if (row.fileName.empty()) {
             continue;
         }
-        const std::string path =
-            row.directory.empty() ? row.fileName : JoinPath(row.directory, row.fileName);
-        std::remove(path.c_str());
+        // A device or a directory named as an output is never one to remove.
+        RemoveOutputFile(PartFilePath(row));
         row.fileName.clear();
         row.directory.clear();
     }
 }
 
-int CheckPartNumber(UiPort& ui, int part) {
+int CheckPartNumber(UserPort& ui, int part) {
     if (part >= 1 && part <= MAX_PARTS) {
         return 0;
     }

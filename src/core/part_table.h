@@ -8,7 +8,7 @@
 
 namespace mandrel {
 
-class UiPort;
+class UserPort;
 
 inline constexpr int MAX_PARTS = 99;
 
@@ -29,9 +29,12 @@ struct PartTable {
 };
 
 void ClearPartTable(PartTable& table);
-// Deletes the file of every row that names one and clears the names; failures are not reported.
+// The path of a row's file.
+std::string PartFilePath(const PartRecord& row);
+// Deletes the file of every row that names one (a file or a link, never a device or a directory)
+// and clears the names; failures are not reported.
 void DeletePartFiles(PartTable& table);
 // 0 for 1..99; otherwise shows "Part %d Must be Between 1 and %d." and returns 1.
-int CheckPartNumber(UiPort& ui, int part);
+int CheckPartNumber(UserPort& ui, int part);
 
 }  // namespace mandrel

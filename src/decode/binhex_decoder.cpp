@@ -4,12 +4,13 @@
 #include <string>
 #include <string_view>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
+#include "codec/binhex_crc.h"
+#include "codec/decode_tables.h"
 #include "core/format.h"
 #include "core/text_util.h"
+#include "decode/decode_job.h"
 #include "decode/line_decoder.h"
-#include "encode/alphabets.h"
-#include "encode/binhex_encoder.h"
 
 namespace mandrel {
 
@@ -19,12 +20,7 @@ constexpr int kRunMarker = 0x90;
 constexpr int kChunkBytes = 90;
 constexpr std::size_t kMaxNameLength = 63;  // the name field holds 64 bytes with its end
 
-// A section's CRC is complete once two zero bytes have followed its data.
-uint32_t FinishCrc(uint32_t crc) {
-    return BinHexCrcUpdate(0, BinHexCrcUpdate(0, crc));
-}
-
-std::string InputName(const AppState& app) {
+std::string InputName(const DecodeContext& app) {
     return std::string(FileNamePart(app.job.JobInputPath));
 }
 
@@ -34,7 +30,7 @@ std::string FieldText(std::string_view bytes) {
 }
 
 // Two bytes, most significant first; a negative reader result is handed on.
-int ReadBinHexWord(AppState& app) {
+int ReadBinHexWord(DecodeContext& app) {
     const int high = ReadBinHexByte(app);
     if (high < 0) {
         return high;
@@ -46,7 +42,7 @@ int ReadBinHexWord(AppState& app) {
     return (high << 8) | low;
 }
 
-int64_t ReadBinHexLong(AppState& app) {
+int64_t ReadBinHexLong(DecodeContext& app) {
     const int high = ReadBinHexWord(app);
     if (high < 0) {
         return high;
@@ -60,7 +56,7 @@ int64_t ReadBinHexLong(AppState& app) {
 
 // Reads the four characters of the next group and decodes its three bytes. A colon or the end
 // of the input inside the group is remembered where it was met; 0, or a negative result.
-int ReadGroup(AppState& app) {
+int ReadGroup(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     r.stopDelimiter = 0;
     r.stopEnd = 0;
@@ -100,7 +96,7 @@ constexpr const char* kPrematureEndTexts[2][2] = {
      "Delimiter ':' Found After %ld Bytes."},
 };
 
-void ReportPrematureEnd(AppState& app, int result) {
+void ReportPrematureEnd(DecodeContext& app, int result) {
     const BinHexReaderState& r = app.decode.binhex;
     const char* text = kPrematureEndTexts[r.fork == 0 ? 0 : 1][result == kBinHexColon ? 1 : 0];
     app.decode.DecodeErrorText =
@@ -109,7 +105,7 @@ void ReportPrematureEnd(AppState& app, int result) {
 }
 
 // A header that cannot be read to its end leaves nothing to decode.
-bool RefuseHeader(AppState& app, int result) {
+bool RefuseHeader(DecodeContext& app, int result) {
     const std::string name = InputName(app);
     if (result != kBinHexInvalid) {
         app.decode.DecodeErrorText =
@@ -135,7 +131,7 @@ struct HeaderFields {
 };
 
 // n bytes of the stream into text, cut to its first kept bytes; 0 or a negative result.
-int ReadField(AppState& app, int n, std::size_t kept, std::string& text) {
+int ReadField(DecodeContext& app, int n, std::size_t kept, std::string& text) {
     std::string bytes;
     for (int i = 0; i < n; ++i) {
         const int b = ReadBinHexByte(app);
@@ -151,7 +147,7 @@ int ReadField(AppState& app, int n, std::size_t kept, std::string& text) {
 }
 
 // Everything before the header CRC; 0 or the first negative reader result.
-int ReadHeaderFields(AppState& app, HeaderFields& h) {
+int ReadHeaderFields(DecodeContext& app, HeaderFields& h) {
     const int nameLength = ReadBinHexByte(app);
     if (nameLength < 0) {
         return nameLength;
@@ -180,7 +176,7 @@ int ReadHeaderFields(AppState& app, HeaderFields& h) {
     return 0;
 }
 
-void ShowHeader(AppState& app, const HeaderFields& h, uint32_t calculated, uint32_t stored) {
+void ShowHeader(DecodeContext& app, const HeaderFields& h, uint32_t calculated, uint32_t stored) {
     ShowMessage(app.ui, kMbPlain,
                 "BinHex Header Information:\r\n\r\nFile Name:\t%s\r\nFile Type: \t%s\r\nFile "
                 "Creator:\t%s\r\nFile Flags: \t%X\r\nData size: \t%ld\r\nResource size:\t%ld",
@@ -196,7 +192,7 @@ void ShowHeader(AppState& app, const HeaderFields& h, uint32_t calculated, uint3
 
 // After the last CRC: the rest of the stream up to and including the closing colon, so that
 // the text after it reaches the driver whole. What stands before the colon is not checked.
-void ConsumeClosingColon(AppState& app) {
+void ConsumeClosingColon(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     const bool met = r.stopDelimiter != 0 || r.stopEnd != 0;
     r.stopDelimiter = 0;
@@ -214,13 +210,13 @@ void ConsumeClosingColon(AppState& app) {
 
 // The data fork is complete: its CRC is kept aside and the stored one read, then the resource
 // fork starts. Returns 0 to go on, else the chunk's result with nextState set.
-int StartResourceFork(AppState& app, int& nextState) {
+int StartResourceFork(DecodeContext& app, int& nextState) {
     BinHexReaderState& r = app.decode.binhex;
     OutputTotals& totals = app.decode.totals;
     // Once only, also when reading the stored CRC is retried after an invalid character.
     if (!r.resourceStatusShown) {
         r.resourceStatusShown = true;
-        r.savedDataCrc = FinishCrc(totals.runningChecksum);
+        r.savedDataCrc = BinHexFinishCrc(totals.runningChecksum);
         ShowStatus(app.ui, "Ignoring Resource Fork in %s ...", InputName(app).c_str());
     }
     const int stored = ReadBinHexWord(app);
@@ -242,7 +238,7 @@ int StartResourceFork(AppState& app, int& nextState) {
 
 // The resource fork is complete: its stored CRC is read (never compared), the stream closed,
 // and the data fork's CRC becomes the output's calculated checksum.
-int FinishStream(AppState& app, int& nextState) {
+int FinishStream(DecodeContext& app, int& nextState) {
     BinHexReaderState& r = app.decode.binhex;
     const int stored = ReadBinHexWord(app);
     if (stored < 0) {
@@ -262,7 +258,7 @@ int FinishStream(AppState& app, int& nextState) {
 
 }  // namespace
 
-int ReadBinHexChar(AppState& app) {
+int ReadBinHexChar(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     const DecodeTable& table = DecodeTableFor(kEncodingBinHex);
     for (;;) {
@@ -301,7 +297,7 @@ int ReadBinHexChar(AppState& app) {
     }
 }
 
-int ReadBinHexRaw(AppState& app) {
+int ReadBinHexRaw(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     ++r.bytesHandedOut;
     if (r.index == 0) {
@@ -324,7 +320,7 @@ int ReadBinHexRaw(AppState& app) {
     return byte;
 }
 
-int ReadBinHexByte(AppState& app) {
+int ReadBinHexByte(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     int byte = 0;
     if (r.runCount > 0) {
@@ -364,7 +360,7 @@ int ReadBinHexByte(AppState& app) {
     return byte;
 }
 
-bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord& part) {
+bool ReadBinHexHeader(DecodeContext& app, BufFile input, int interactive, PartRecord& part) {
     BinHexReaderState& r = app.decode.binhex;
     OutputTotals& totals = app.decode.totals;
     r = BinHexReaderState{};
@@ -382,7 +378,7 @@ bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord&
     if (result < 0) {
         return RefuseHeader(app, result);
     }
-    const uint32_t calculated = FinishCrc(totals.runningChecksum);
+    const uint32_t calculated = BinHexFinishCrc(totals.runningChecksum);
     const int stored = ReadBinHexWord(app);
     if (stored < 0) {
         return RefuseHeader(app, stored);
@@ -406,7 +402,7 @@ bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord&
     return true;
 }
 
-int DecodeBinHexChunk(AppState& app, BufFile input, unsigned char* buffer,
+int DecodeBinHexChunk(DecodeContext& app, BufFile input, unsigned char* buffer,
                       [[maybe_unused]] int interactive, int tolerant,
                       [[maybe_unused]] PartRecord& part, int& nextState) {
     BinHexReaderState& r = app.decode.binhex;

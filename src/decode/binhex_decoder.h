@@ -8,7 +8,7 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 struct PartRecord;
 
 // The readers' results: a value 0 and up, or one of these.
@@ -16,20 +16,20 @@ inline constexpr int kBinHexInvalid = -1;
 inline constexpr int kBinHexEnd = -2;
 inline constexpr int kBinHexColon = -3;
 
-int ReadBinHexChar(AppState& app);
-int ReadBinHexRaw(AppState& app);
-int ReadBinHexByte(AppState& app);
+int ReadBinHexChar(DecodeContext& app);
+int ReadBinHexRaw(DecodeContext& app);
+int ReadBinHexByte(DecodeContext& app);
 
 // Reads and checks the header from input (positioned before the opening colon). Stores the
 // header CRCs in the part, the data length as the expected output size, the name in
 // HeaderName (NameFound set), and shows the header when interactive. False with
 // DecodeErrorText set when the stream does not start with ":", or ends or holds an invalid
 // character before the header and its CRC are complete (the driver then goes to BADFINISH).
-bool ReadBinHexHeader(AppState& app, BufFile input, int interactive, PartRecord& part);
+bool ReadBinHexHeader(DecodeContext& app, BufFile input, int interactive, PartRecord& part);
 
 // Decodes up to 90 data-fork bytes into buffer; returns their count (0 while the resource fork
 // is read), or -1. nextState becomes DECODELINES, PREPARETRAILER or BADFINISH.
-int DecodeBinHexChunk(AppState& app, BufFile input, unsigned char* buffer, int interactive,
+int DecodeBinHexChunk(DecodeContext& app, BufFile input, unsigned char* buffer, int interactive,
                       int tolerant, PartRecord& part, int& nextState);
 
 }  // namespace mandrel

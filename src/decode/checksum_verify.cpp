@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
+#include "codec/sum_r.h"
 #include "core/format.h"
 #include "core/text_util.h"
-#include "encode/alphabets.h"
-#include "encode/sum_r.h"
+#include "decode/decode_job.h"
 
 namespace mandrel {
 
@@ -18,7 +18,7 @@ constexpr long kRereadBlock = 64L * 1024;
 
 // "sum -r" of the output file as it now lies on disk, in its final byte order. False when the
 // file cannot be opened; the figures are then left alone.
-bool RecomputeOutputChecksum(AppState& app, const std::string& name) {
+bool RecomputeOutputChecksum(DecodeContext& app, const std::string& name) {
     const std::string& path = app.job.JobOutputPath;
     const BufFile file = app.files.BufFileOpen(path, BufOpenMode::Read, 0);
     if (file < 0) {
@@ -53,7 +53,7 @@ bool RecomputeOutputChecksum(AppState& app, const std::string& name) {
 
 }  // namespace
 
-int VerifyChecksums(AppState& app, std::vector<std::string>* list) {
+int VerifyChecksums(DecodeContext& app, std::vector<std::string>* list) {
     int count = 0;
     const std::string name(FileNamePart(app.job.JobOutputPath));
     OutputTotals& totals = app.decode.totals;
@@ -118,7 +118,7 @@ int VerifyChecksums(AppState& app, std::vector<std::string>* list) {
     return count;
 }
 
-void ShowChecksumDetails(AppState& app) {
+void ShowChecksumDetails(DecodeContext& app) {
     std::vector<std::string> lines;
     VerifyChecksums(app, &lines);
     app.ui.ChecksumDetailsDialog(

@@ -6,13 +6,13 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 
 // The number of differences. With a list, one line per difference is added to it; without
 // one, the output file may be re-read to recompute its "sum -r". Sets checksumDataPresent
 // whenever an expected figure other than the output size was given.
-int VerifyChecksums(AppState& app, std::vector<std::string>* list);
+int VerifyChecksums(DecodeContext& app, std::vector<std::string>* list);
 // The "Checksum Error Details" dialog: the caption, the input and the differences.
-void ShowChecksumDetails(AppState& app);
+void ShowChecksumDetails(DecodeContext& app);
 
 }  // namespace mandrel

@@ -2,11 +2,11 @@
 
 #include <cstring>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
 #include "core/config.h"
+#include "decode/decode_job.h"
 #include "decode/header_recognition.h"
 #include "decode/line_decoder.h"
-#include "encode/alphabets.h"
 
 namespace mandrel {
 
@@ -34,7 +34,7 @@ bool IsEndCutLine(const char* line) {
 
 // The trailer that names its part and total (SimTel, shar, Wincode, Squirrel), read from the
 // part-number phrase at `numbers`.
-bool NumberedTrailer(AppState& app, const char* numbers, int& trailerPart, int& trailerTotal) {
+bool NumberedTrailer(DecodeContext& app, const char* numbers, int& trailerPart, int& trailerTotal) {
     int part = 0;
     int total = 0;
     if (ParsePartNumbers(app, numbers, part, total) == 0) {
@@ -46,7 +46,7 @@ bool NumberedTrailer(AppState& app, const char* numbers, int& trailerPart, int& 
 }
 
 // "-------- End of part 2 of 3 --------"
-bool SimTelTrailer(AppState& app, const char* line, int& trailerPart, int& trailerTotal) {
+bool SimTelTrailer(DecodeContext& app, const char* line, int& trailerPart, int& trailerTotal) {
     if (!StartsWithExact(line, "--------")) {
         return false;
     }
@@ -56,7 +56,7 @@ bool SimTelTrailer(AppState& app, const char* line, int& trailerPart, int& trail
 }
 
 // "END-------------- name ------------ part 1/3 ---"
-bool SharTrailer(AppState& app, const char* line, int& trailerPart, int& trailerTotal) {
+bool SharTrailer(DecodeContext& app, const char* line, int& trailerPart, int& trailerTotal) {
     if (!StartsWithExact(line, "END--")) {
         return false;
     }
@@ -68,7 +68,7 @@ bool SharTrailer(AppState& app, const char* line, int& trailerPart, int& trailer
 }
 
 // "section 2/3   file name   [ Wincode v2.3 ]"
-bool WincodeTrailer(AppState& app, const char* line, int& trailerPart, int& trailerTotal) {
+bool WincodeTrailer(DecodeContext& app, const char* line, int& trailerPart, int& trailerTotal) {
     return StartsWithNoCase(line, "section") &&
            NumberedTrailer(app, SkipBlankChars(line + 7), trailerPart, trailerTotal);
 }
@@ -77,7 +77,8 @@ enum class SquirrelLine { Data, NotTrailer, Trailer };
 
 // "------ end of name ... part 1 of 3": a line of hyphens that does not go on with "end of"
 // is data of this format.
-SquirrelLine SquirrelTrailer(AppState& app, const char* line, int& trailerPart, int& trailerTotal) {
+SquirrelLine SquirrelTrailer(DecodeContext& app, const char* line, int& trailerPart,
+                             int& trailerTotal) {
     if (!StartsWithExact(line, "------")) {
         return SquirrelLine::NotTrailer;
     }
@@ -106,7 +107,7 @@ constexpr int kNotSettled = -1;
 
 class LineClassifier {
 public:
-    LineClassifier(AppState& app, char* line, int part, int& trailerPart, int& trailerTotal,
+    LineClassifier(DecodeContext& app, char* line, int part, int& trailerPart, int& trailerTotal,
                    BufFile input)
         : app_(app),
           line_(line),
@@ -255,7 +256,7 @@ private:
         return kLineData;
     }
 
-    AppState& app_;
+    DecodeContext& app_;
     char* line_;
     int part_;
     int& trailerPart_;
@@ -274,7 +275,7 @@ bool IsBeginCutLine(const char* line) {
 
 }  // namespace
 
-bool IsSeparatorLine(AppState& app, char* line, BufFile input) {
+bool IsSeparatorLine(DecodeContext& app, char* line, BufFile input) {
     switch (app.job.CurrentFileFormat) {
         case kCompBinaries:
         case kAltBinaries1:
@@ -311,13 +312,13 @@ bool IsSeparatorLine(AppState& app, char* line, BufFile input) {
     return IsBeginCutLine(line);
 }
 
-int ClassifyDataLine(AppState& app, char* line, int part, int& trailerPart, int& trailerTotal,
+int ClassifyDataLine(DecodeContext& app, char* line, int part, int& trailerPart, int& trailerTotal,
                      BufFile input) {
     LineClassifier classifier(app, line, part, trailerPart, trailerTotal, input);
     return classifier.Classify();
 }
 
-int GuessUuOrXx(AppState& app, const char* line) {
+int GuessUuOrXx(DecodeContext& app, const char* line) {
     const DecodeTable& xx = DecodeTableFor(kEncodingXX);
     const DecodeTable& uu = DecodeTableFor(kEncodingUU);
     for (const char* p = line; *p != '\0'; ++p) {
@@ -338,12 +339,12 @@ int GuessUuOrXx(AppState& app, const char* line) {
     return 0;
 }
 
-void SkipBlankLines(AppState& app, BufFile input, char* line) {
+void SkipBlankLines(DecodeContext& app, BufFile input, char* line) {
     while (ReadRecognizerLine(app, input, line) > 0 && IsBlankLine(line)) {
     }
 }
 
-int AtEndOfInput(AppState& app, BufFile input) {
+int AtEndOfInput(DecodeContext& app, BufFile input) {
     LineBuffer ahead;
     ahead[0] = '\0';
     const int count = app.files.BufFileReadLine(input, ahead.data(), kLineBufferSize);

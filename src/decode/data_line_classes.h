@@ -6,7 +6,7 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 
 enum DataLineClass : int {
     kLineData = 0,
@@ -17,16 +17,16 @@ enum DataLineClass : int {
 };
 
 // True when the line is the separator of the current format; may read one further line.
-bool IsSeparatorLine(AppState& app, char* line, BufFile input);
+bool IsSeparatorLine(DecodeContext& app, char* line, BufFile input);
 // The class of a line met while decoding part `part`, with the trailer's part and total. May
 // read further lines into line (Wincode v2.3).
-int ClassifyDataLine(AppState& app, char* line, int part, int& trailerPart, int& trailerTotal,
+int ClassifyDataLine(DecodeContext& app, char* line, int part, int& trailerPart, int& trailerTotal,
                      BufFile input);
 // 1 when the line tells UU from XX (EncodingIndex and its table are then set), else 0.
-int GuessUuOrXx(AppState& app, const char* line);
+int GuessUuOrXx(DecodeContext& app, const char* line);
 // Reads lines until one is not blank (an empty line at the end of the input).
-void SkipBlankLines(AppState& app, BufFile input, char* line);
+void SkipBlankLines(DecodeContext& app, BufFile input, char* line);
 // 1 when nothing is left to read; the position and the line number are unchanged.
-int AtEndOfInput(AppState& app, BufFile input);
+int AtEndOfInput(DecodeContext& app, BufFile input);
 
 }  // namespace mandrel

@@ -11,19 +11,19 @@
 #include <string>
 #include <string_view>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
 #include "core/format.h"
+#include "core/job_status.h"
+#include "core/output_files.h"
 #include "core/text_util.h"
 #include "decode/binhex_decoder.h"
 #include "decode/data_line_classes.h"
+#include "decode/decode_job.h"
 #include "decode/decode_questions.h"
 #include "decode/header_recognition.h"
 #include "decode/join_parts.h"
 #include "decode/line_decoder.h"
 #include "decode/part_sums.h"
-#include "encode/alphabets.h"
-#include "shell/job_status.h"
-#include "shell/output_files.h"
 
 namespace mandrel {
 
@@ -33,10 +33,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* kUnknownName = "DontKnow.Yet";
 
-// The FileFormat ids the driver treats specially.
-constexpr int kAltBinaries1 = 6;
-constexpr int kAltBinaries4 = 9;
-constexpr int kWincode = 13;
 constexpr int kLastFormat = kFileFormatCount - 1;  // R.E.M., where Try All Formats stops
 
 // Room for the bytes of one line (at most three quarters of 254 characters) or of one BinHex
@@ -44,41 +40,6 @@ constexpr int kLastFormat = kFileFormatCount - 1;  // R.E.M., where Try All Form
 constexpr std::size_t kDecodedBufferSize = 512;
 
 constexpr std::string_view kChecksumKey = "sum -r/size";
-
-bool IsBlankChar(char c) {
-    return c == ' ' || c == '\t';
-}
-
-char LowerAscii(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-// Both compare no further than the text's terminating zero.
-bool StartsWithExact(const char* text, std::string_view key) {
-    for (std::size_t i = 0; i < key.size(); ++i) {
-        if (text[i] != key[i]) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool StartsWithNoCase(const char* text, std::string_view key) {
-    for (std::size_t i = 0; i < key.size(); ++i) {
-        if (text[i] == '\0' || LowerAscii(text[i]) != LowerAscii(key[i])) {
-            return false;
-        }
-    }
-    return true;
-}
-
-// A "begin" or "*begin" word with a blank after it: the line that opens UU or XX data.
-bool IsBeginWord(const char* line) {
-    if (StartsWithNoCase(line, "begin")) {
-        return IsBlankChar(line[5]);
-    }
-    return line[0] == '*' && StartsWithNoCase(line + 1, "begin") && IsBlankChar(line[6]);
-}
 
 // Formats whose header is followed by a separator line before the data.
 bool HasSeparator(int format) {
@@ -131,14 +92,10 @@ const char* MissingItem(int state) {
     }
 }
 
-std::string PartFilePath(const PartRecord& row) {
-    return row.directory.empty() ? row.fileName : JoinPath(row.directory, row.fileName);
-}
-
 // One call of DecodeInput: the per-pass values of the state machine and the files it holds.
 class DecodeRun {
 public:
-    DecodeRun(AppState& app, BufFile input, int ask) : app_(app), input_(input), ask_(ask) {}
+    DecodeRun(DecodeContext& app, BufFile input, int ask) : app_(app), input_(input), ask_(ask) {}
 
     int Run();
 
@@ -175,6 +132,7 @@ private:
     void PrepareTrailer();
     void AskAboutMimeGroups();
     void CleanFinish();
+    void NoteOutputMade();
     void BadFinish();
     void CriticalError();
     void FindSeparator();
@@ -210,7 +168,7 @@ private:
     std::string FallbackName() const;
     void ShowPartStatus();
 
-    AppState& app_;
+    DecodeContext& app_;
     BufFile input_;
     BufFile output_ = kNoBufFile;
     int ask_;
@@ -255,6 +213,7 @@ int DecodeRun::Run() {
     const Config& config = app_.config;
     forced_ = config.decodeautodetect != 0 ? 0 : config.decodetype;
     tryAll_ = false;
+    app_.job.outputsMade.clear();
     app_.decode.BinaryDataSeen = 0;
     for (;;) {
         if (const std::optional<int> result = StartPass()) {
@@ -330,7 +289,7 @@ std::optional<int> DecodeRun::StartPass() {
 
 std::optional<int> DecodeRun::StepLoop() {
     while (moreSteps_) {
-        if (app_.job.CancelRequested) {
+        if (app_.cancel.Requested()) {
             CloseDecodeFilesHere(true);
             return Finish(kResultAborted);
         }
@@ -631,8 +590,8 @@ std::string DecodeRun::OutputPathFor(std::string name) const {
 // The input's own directory; for files joined into a temporary input, theirs.
 std::string DecodeRun::OutputDirectory() const {
     const JobState& job = app_.job;
-    if (!job.JoinedInputsDirectory.empty()) {
-        return job.JoinedInputsDirectory;
+    if (!job.inputDirectory.empty()) {
+        return job.inputDirectory;
     }
     const std::string_view directory = DirectoryPart(job.JobInputPath);
     if (directory.empty() && job.JobInputPath.starts_with('/')) {
@@ -845,7 +804,7 @@ int DecodeRun::AnswerRefusedLine(int& next) {
             return DecodeOnce(1, next);
         default:
             // Abort Decode: the next step sees the request and ends the decode.
-            job.CancelRequested = true;
+            app_.cancel.Request();
             readNext_ = false;
             return 0;
     }
@@ -853,9 +812,7 @@ int DecodeRun::AnswerRefusedLine(int& next) {
 
 std::string DecodeRun::DecodeErrorQuestion() const {
     const int encoding = Encoding();
-    const std::string_view method =
-        encoding >= 0 && encoding < static_cast<int>(EncodingNames.size()) ? EncodingNames[encoding]
-                                                                           : std::string_view{};
+    const std::string_view method = EncodingName(encoding);
     std::string text = mandrel::Format(
         "Input File: %s\r\nLine %ld: Invalid %.*s Encoded Data!\r\n%s", InputName().c_str(),
         app_.decode.lineNumber, static_cast<int>(method.size()), method.data(),
@@ -894,7 +851,7 @@ const char* DecodeRun::ReadChecksumFigures(uint32_t& checksum, int32_t& size) co
     value = 0;
     p = ParseDecimal(p, value, found);
     size = static_cast<int32_t>(value);
-    while (IsBlankChar(*p)) {
+    while (*p == ' ' || *p == '\t') {
         ++p;
     }
     return p;
@@ -983,6 +940,7 @@ void DecodeRun::CleanFinish() {
         return;
     }
     // The output is complete: it is the user's now, no longer a file to clean up.
+    NoteOutputMade();
     PartRecord& row = CurrentRow();
     row.fileName.clear();
     row.directory.clear();
@@ -991,6 +949,14 @@ void DecodeRun::CleanFinish() {
     readNext_ = Encoding() == kEncodingBinHex;
     state_ = LOOKFORHEADERTYPE;
     forced_ = kFormatSingleFile;
+}
+
+void DecodeRun::NoteOutputMade() {
+    std::vector<MadeOutput>& made = app_.job.outputsMade;
+    const std::string& path = app_.job.JobOutputPath;
+    if (made.empty() || made.back().path != path) {
+        made.push_back({path, Encoding()});
+    }
 }
 
 void DecodeRun::BadFinish() {
@@ -1088,6 +1054,8 @@ std::optional<int> DecodeRun::EndOfPass() {
             break;
     }
     if (ask_ == 0) {
+        // No question may be asked: the diagnosis is all the user gets.
+        app_.job.FailureText = failure;
         CloseDecodeFilesHere(true);
         return Finish(kResultReported);
     }
@@ -1100,7 +1068,7 @@ std::optional<int> DecodeRun::EndOfPass() {
 void DecodeRun::DiagnoseBinaryInput() {
     DecodeJob& decode = app_.decode;
     const JobState& job = app_.job;
-    if (job.ListFromUser && app_.config.decodemethod == kDecodeByDataInput && forced_ == 0) {
+    if (job.InputChosenByUser && app_.config.decodemethod == kDecodeByDataInput && forced_ == 0) {
         // The diagnosis then names the start of the data, and the user may encode the file.
         state_ = FINDSTARTOFDATA;
         return;
@@ -1136,6 +1104,7 @@ void DecodeRun::DiagnoseBeginAndEnd() {
 int DecodeRun::FinishCleanly() {
     const int result = JoinParts(app_, app_.parts.JobPartCount, ask_, kJoinDecode);
     if (result == kResultDone) {
+        NoteOutputMade();
         const int64_t size = FileSizeByName(app_.job.JobOutputPath);
         app_.decode.totals.decodedSize =
             size < 0 ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(size);
@@ -1180,8 +1149,8 @@ std::optional<int> DecodeRun::TryNextFormat() {
 
 std::optional<int> DecodeRun::AskHowToGoOn(const std::string& failure) {
     const JobState& job = app_.job;
-    if (job.ListFromUser && app_.config.decodemethod == kDecodeByDataInput && forced_ == 0 &&
-        !job.ListFromMail) {
+    if (job.InputChosenByUser && app_.config.decodemethod == kDecodeByDataInput && forced_ == 0 &&
+        !job.InputFromMail) {
         const int choice = WhichCodeDlg(app_);
         if (choice == kIdNo) {
             CloseDecodeFilesHere(true);
@@ -1220,8 +1189,10 @@ bool DecodeRun::CloseOutput() {
     if (app_.files.BufFileClose(output)) {
         return true;
     }
+    // A part file is named in its row; a single file's output (a device among them) is the job's.
+    const std::string part = PartFilePath(CurrentRow());
     ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
-                    PartFilePath(CurrentRow()).c_str());
+                    part.empty() ? app_.job.JobOutputPath.c_str() : part.c_str());
     readNext_ = false;
     SetDecodeState(CRITICALERROR);
     return false;
@@ -1268,12 +1239,12 @@ int DecodeRun::Finish(int result) {
 
 }  // namespace
 
-int DecodeInput(AppState& app, BufFile input, int ask) {
+int DecodeInput(DecodeContext& app, BufFile input, int ask) {
     DecodeRun run(app, input, ask);
     return run.Run();
 }
 
-void CloseDecodeFiles(AppState& app, BufFile input, BufFile output) {
+void CloseDecodeFiles(DecodeContext& app, BufFile input, BufFile output) {
     if (input != kNoBufFile) {
         app.files.BufFileClose(input);
     }

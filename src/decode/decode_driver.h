@@ -6,14 +6,14 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 
 // input is open (text flags 12) at its start and named by JobInputPath; the driver closes it.
 // Returns 0 done, 1 aborted, 2 encode this input instead, -1 unexpected end, -2 given up
 // (reported or no questions), -3 output choice cancelled, or the join's result.
-int DecodeInput(AppState& app, BufFile input, int ask);
+int DecodeInput(DecodeContext& app, BufFile input, int ask);
 
 // Closes the input and the output when open (kNoBufFile = none) and deletes the part files.
-void CloseDecodeFiles(AppState& app, BufFile input, BufFile output);
+void CloseDecodeFiles(DecodeContext& app, BufFile input, BufFile output);
 
 }  // namespace mandrel

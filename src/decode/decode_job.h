@@ -7,7 +7,10 @@
 #include <string>
 #include <string_view>
 
+#include "codec/decode_tables.h"
+#include "codec/line_decode.h"
 #include "core/buf_file.h"
+#include "core/job_context.h"
 #include "decode/part_sums.h"
 
 namespace mandrel {
@@ -33,9 +36,6 @@ std::string_view DecodeStateName(int state);
 inline constexpr int kLineBufferSize = 255;
 using LineBuffer = std::array<char, kLineBufferSize + 1>;  // one more for an added CR
 
-// 6-bit value of every byte, -1 for bytes outside the alphabet.
-using DecodeTable = std::array<int32_t, 256>;
-
 // The whole-output figures compared after a decode.
 struct OutputTotals {
     uint32_t runningChecksum = 0;         // "sum -r" of decoded UU/XX bytes; BinHex: data fork CRC
@@ -43,12 +43,6 @@ struct OutputTotals {
     uint32_t expectedChecksum = 0;        // 0 = none given
     int32_t expectedSize = 0;             // 0 or less = none given
     uint32_t decodedSize = 0;
-};
-
-// Base64 decoding that lives across lines.
-struct Base64State {
-    int phase = 0;
-    unsigned carry = 0xFF;
 };
 
 // The BinHex reader's state, reset at the start of every BinHex decode.
@@ -93,6 +87,12 @@ struct DecodeJob {
     BufReadMark lineStart;
     BufReadMark lineEnd;
     DeferredPartSums deferredSums;
+};
+
+// What the decoder works with: the shared job context and its own state (see EncodeContext).
+struct DecodeContext : virtual JobContext {
+    DecodeContext(UserPort& user, DeliveryPort& deliveryPort) : JobContext(user, deliveryPort) {}
+    DecodeJob decode;
 };
 
 }  // namespace mandrel

@@ -1,16 +1,12 @@
 #include "decode/decode_questions.h"
 
-#include "core/app_state.h"
 #include "core/config.h"
 #include "core/format.h"
+#include "decode/decode_job.h"
 
 namespace mandrel {
 
 namespace {
-
-// The buttons of the dialogs that end them without a choice of their own: Enter and Escape.
-constexpr int kDialogOk = 1;
-constexpr int kDialogCancel = 2;
 
 constexpr const char* kSkipWarning =
     "You have chosen to skip decoding of places where encoding integrity rules have been "
@@ -41,16 +37,29 @@ bool IsRetryFormat(int id) {
            FileFormatTable()[static_cast<std::size_t>(id)].decodable != 0;
 }
 
+// The dialog's buttons by their ids.
+int LineAnswerFor(DecodeErrorChoice choice) {
+    switch (choice) {
+        case DecodeErrorChoice::SkipLine:
+            return kLineAnswerSkip;
+        case DecodeErrorChoice::DecodeLine:
+            return kLineAnswerDecode;
+        case DecodeErrorChoice::DecodeAll:
+            return kLineAnswerDecodeAll;
+        case DecodeErrorChoice::SkipAll:
+            return kLineAnswerSkipAll;
+        case DecodeErrorChoice::Abort:
+            break;
+    }
+    return kLineAnswerAbort;
+}
+
 }  // namespace
 
-int AskAboutLineDlg(AppState& app, std::string_view text) {
-    int answer = app.ui.DecodeErrorDialog(text);
-    if (answer == kDialogOk) {
-        answer = kLineAnswerSkip;  // Enter is the skip button
-    }
+int AskAboutLineDlg(DecodeContext& app, std::string_view text) {
+    const int answer = LineAnswerFor(app.ui.DecodeErrorDialog(text));
     const char* warning = WarningFor(answer);
     if (warning == nullptr) {
-        // Abort, Escape, and anything the dialog should never have ended with.
         return kLineAnswerAbort;
     }
     // Every way of going on may spoil the output, so the user confirms it first.
@@ -61,26 +70,35 @@ int AskAboutLineDlg(AppState& app, std::string_view text) {
     return answer;
 }
 
-int TryOverDlg(AppState& app, std::string_view text) {
-    const int answer = app.ui.RetryDecodingDialog(text);
-    if (answer == 0 || answer == kFormatTryAll || IsRetryFormat(answer)) {
-        return answer;
+int TryOverDlg(DecodeContext& app, std::string_view text) {
+    const RetryChoice answer = app.ui.RetryDecodingDialog(text);
+    switch (answer.kind) {
+        case RetryChoice::Kind::Abort:
+            return 0;
+        case RetryChoice::Kind::TryAllFormats:
+            return kFormatTryAll;
+        case RetryChoice::Kind::Format:
+            break;
     }
     // A name that is not in the list retries as the list's first entry does.
-    return kFormatSingleFile;
+    return IsRetryFormat(answer.format) ? answer.format : kFormatSingleFile;
 }
 
-int WhichCodeDlg(AppState& app) {
+int WhichCodeDlg(DecodeContext& app) {
     const std::string text = Format(
         "%s apparently cannot be decoded.\r\nYou may instead encode the file (choose "
         "Encode),\r\ncontinue trying to decode the file (choose Decode),\r\nor cancel the "
         "operation on this file (choose Cancel).",
         app.job.JobInputPath.c_str());
-    const int answer = app.ui.EncodeOrDecodeDialog(text);
-    if (answer == kIdNo || answer == kIdYes) {
-        return answer;  // 7 encode, 6 decode
+    switch (app.ui.EncodeOrDecodeDialog(text)) {
+        case EncodeOrDecodeChoice::Encode:
+            return kIdNo;  // the dialog's Encode button ends it with 7
+        case EncodeOrDecodeChoice::Decode:
+            return kIdYes;
+        case EncodeOrDecodeChoice::Cancel:
+            break;
     }
-    return kDialogCancel;
+    return kIdCancel;
 }
 
 }  // namespace mandrel

@@ -7,7 +7,7 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 
 // Answers of the Decode Error question.
 enum LineAnswerValue : int {
@@ -21,10 +21,10 @@ enum LineAnswerValue : int {
 
 // Asks Decode Error with text; a skip or decode answer is confirmed by its warning, and No to
 // the warning gives 200.
-int AskAboutLineDlg(AppState& app, std::string_view text);
+int AskAboutLineDlg(DecodeContext& app, std::string_view text);
 // 0 abort, 1 try all formats, or the FileFormat id to force.
-int TryOverDlg(AppState& app, std::string_view text);
+int TryOverDlg(DecodeContext& app, std::string_view text);
 // 7 encode, 6 decode, 2 cancel.
-int WhichCodeDlg(AppState& app);
+int WhichCodeDlg(DecodeContext& app);
 
 }  // namespace mandrel

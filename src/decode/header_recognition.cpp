@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
 #include "core/config.h"
 #include "core/text_util.h"
+#include "decode/decode_job.h"
 #include "decode/line_decoder.h"
 #include "decode/part_sums.h"
-#include "encode/alphabets.h"
 
 namespace mandrel {
 
@@ -68,7 +68,7 @@ const char* FindLast(const char* text, char c) {
     return std::strrchr(text, c);
 }
 
-bool CheckedPart(AppState& app, long value) {
+bool CheckedPart(DecodeContext& app, long value) {
     return CheckPartNumber(app.ui, static_cast<int>(value)) == 0;
 }
 
@@ -92,16 +92,9 @@ int Matched(HeaderOut& out, int format, long part, long total, std::string name)
     return format;
 }
 
-bool IsBeginWord(const char* line) {
-    if (StartsWithNoCase(line, "begin")) {
-        return IsBlank(line[5]);
-    }
-    return line[0] == '*' && StartsWithNoCase(line + 1, "begin") && IsBlank(line[6]);
-}
-
 // "begin 644 name" opens UU or XX data: a single file, or part 1 of the multi-part file whose
 // header came before it.
-int BeginLineShape(AppState& app, const char* line, HeaderOut& out) {
+int BeginLineShape(DecodeContext& app, const char* line, HeaderOut& out) {
     if (!IsBeginWord(line) || HasCutHere(line)) {
         return kNoMatch;
     }
@@ -116,7 +109,7 @@ int BeginLineShape(AppState& app, const char* line, HeaderOut& out) {
     return Matched(out, current, 1, app.parts.JobPartCount, std::move(name));
 }
 
-int SimTelShape(AppState& app, const char* line, HeaderOut& out) {
+int SimTelShape(DecodeContext& app, const char* line, HeaderOut& out) {
     if (!StartsWithExact(line, "------------")) {
         return kNoMatch;
     }
@@ -129,7 +122,7 @@ int SimTelShape(AppState& app, const char* line, HeaderOut& out) {
 }
 
 // "Archive-name: stem/part02". The line is cut at the "/" when it matches.
-int ArchiveNameShape(AppState& app, char* line, HeaderOut& out) {
+int ArchiveNameShape(DecodeContext& app, char* line, HeaderOut& out) {
     constexpr std::string_view kKey = "Archive-name:";
     if (!StartsWithNoCase(line, kKey)) {
         return kNoMatch;
@@ -156,7 +149,7 @@ int ArchiveNameShape(AppState& app, char* line, HeaderOut& out) {
 }
 
 // bitftp: "Subject: name, Part 001 of 003 (uuencoded)".
-int BitftpSubject(AppState& app, const char* subject, HeaderOut& out) {
+int BitftpSubject(DecodeContext& app, const char* subject, HeaderOut& out) {
     if (FindExact(subject, "encoded)") == nullptr) {
         return kNoMatch;
     }
@@ -177,7 +170,7 @@ int BitftpSubject(AppState& app, const char* subject, HeaderOut& out) {
 
 // The news subjects: "name (1/3)", "name [part 1/3]", "name [1/3]". A name without a "." is
 // the stem that Alt.binaries 3 or 4 writes.
-int BracketSubject(AppState& app, const char* subject, char bracket, int withoutDot,
+int BracketSubject(DecodeContext& app, const char* subject, char bracket, int withoutDot,
                    HeaderOut& out) {
     const char* open = FindLast(subject, bracket);
     if (open == nullptr) {
@@ -194,7 +187,7 @@ int BracketSubject(AppState& app, const char* subject, char bracket, int without
     return Matched(out, format, part, total, std::move(name));
 }
 
-int SubjectShapes(AppState& app, const char* line, HeaderOut& out) {
+int SubjectShapes(DecodeContext& app, const char* line, HeaderOut& out) {
     constexpr std::string_view kKey = "Subject:";
     if (!StartsWithNoCase(line, kKey)) {
         return kNoMatch;
@@ -220,7 +213,7 @@ int SubjectShapes(AppState& app, const char* line, HeaderOut& out) {
 
 // R.E.M. "section 1 of uuencode 5.24 of file name" and Wincode "section 1/3   file name".
 // Part 1 of either may be followed by the XX table block, which belongs to the part's text.
-int SectionShapes(AppState& app, char* line, BufFile input, HeaderOut& out) {
+int SectionShapes(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
     constexpr std::string_view kKey = "section";
     if (!StartsWithExact(line, kKey)) {
         return kNoMatch;
@@ -262,7 +255,7 @@ int SectionShapes(AppState& app, char* line, BufFile input, HeaderOut& out) {
 }
 
 // shar: "BEGIN------------ name ------------ part 1/3 ---".
-int SharBegin(AppState& app, const char* afterWord, HeaderOut& out) {
+int SharBegin(DecodeContext& app, const char* afterWord, HeaderOut& out) {
     std::string name;
     const char* p = SkipBlankChars(CopyNameToken(SkipBlankChars(afterWord), name, true, true));
     if (!StartsWithExact(p, "----------")) {
@@ -278,7 +271,7 @@ int SharBegin(AppState& app, const char* afterWord, HeaderOut& out) {
 
 // xmitBin: "BEGIN --- CUT HERE --- Cut Here --- cut here --- name 1/3". At least three groups
 // of "---" and "cut here"; the "---" that is followed by no "cut here" leads to the name.
-int XmitBinBegin(AppState& app, const char* afterWord, HeaderOut& out) {
+int XmitBinBegin(DecodeContext& app, const char* afterWord, HeaderOut& out) {
     constexpr int kMostGroups = 4;
     const char* p = afterWord;
     int groups = 0;
@@ -308,7 +301,7 @@ int XmitBinBegin(AppState& app, const char* afterWord, HeaderOut& out) {
     return Matched(out, kXmitBin, part, total, std::move(name));
 }
 
-int BeginKeywordShapes(AppState& app, const char* line, HeaderOut& out) {
+int BeginKeywordShapes(DecodeContext& app, const char* line, HeaderOut& out) {
     if (!StartsWithExact(line, "BEGIN")) {
         return kNoMatch;
     }
@@ -333,7 +326,7 @@ Keyed ReadKeyedNumber(const char* line, std::string_view key, long& value) {
 // X-File: "X-File-Name:", then "X-Part:", "X-Part-Total:" and perhaps "X-File-Sum:" lines.
 // A part outside 1 to 99 has no row in the part table and is refused as the other shapes
 // refuse it; so is a stated total outside that range.
-int XFileShape(AppState& app, char* line, BufFile input, HeaderOut& out) {
+int XFileShape(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
     constexpr std::string_view kKey = "X-File-Name:";
     if (!StartsWithNoCase(line, kKey)) {
         return kNoMatch;
@@ -372,7 +365,7 @@ int XFileShape(AppState& app, char* line, BufFile input, HeaderOut& out) {
     return Matched(out, kXFile, part, total, std::move(name));
 }
 
-int PostShape(AppState& app, const char* line, HeaderOut& out) {
+int PostShape(DecodeContext& app, const char* line, HeaderOut& out) {
     if (!StartsWithExact(line, "POST V")) {
         return kNoMatch;
     }
@@ -400,7 +393,7 @@ bool IsBase64TransferLine(const char* line) {
 // BinHex) and its Content-Transfer-Encoding, up to the blank line that opens the body.
 class MimeHeaderBlock {
 public:
-    MimeHeaderBlock(AppState& app, char* line, BufFile input)
+    MimeHeaderBlock(DecodeContext& app, char* line, BufFile input)
         : app_(app), line_(line), input_(input) {}
 
     int Recognize(HeaderOut& out) {
@@ -485,7 +478,7 @@ private:
         }
     }
 
-    AppState& app_;
+    DecodeContext& app_;
     char* line_;
     BufFile input_;
     std::string name_{kUnknownName};
@@ -494,7 +487,7 @@ private:
     bool binhex_ = false;
 };
 
-int BinHexShape(AppState& app, const char* line, HeaderOut& out) {
+int BinHexShape(DecodeContext& app, const char* line, HeaderOut& out) {
     constexpr std::string_view kKey = "(This file must be converted with binhex";
     static_assert(kKey.size() == 40);
     if (!StartsWithNoCase(line, kKey)) {
@@ -506,7 +499,7 @@ int BinHexShape(AppState& app, const char* line, HeaderOut& out) {
 }
 
 // AOL: "Subj: #1(3)".
-int AolShape(AppState& app, const char* line, HeaderOut& out) {
+int AolShape(DecodeContext& app, const char* line, HeaderOut& out) {
     if (!StartsWithNoCase(line, "Subj:")) {
         return kNoMatch;
     }
@@ -532,7 +525,7 @@ int AolShape(AppState& app, const char* line, HeaderOut& out) {
 }
 
 // Squirrel: "------ begin of name ... part 1 of 3".
-int SquirrelShape(AppState& app, const char* line, HeaderOut& out) {
+int SquirrelShape(DecodeContext& app, const char* line, HeaderOut& out) {
     if (!StartsWithExact(line, "------")) {
         return kNoMatch;
     }
@@ -552,7 +545,7 @@ int SquirrelShape(AppState& app, const char* line, HeaderOut& out) {
 }
 
 // UUMOVE: "name    section  1/3   UUMOVE 2.0 ...".
-int UumoveShape(AppState& app, const char* line, HeaderOut& out) {
+int UumoveShape(DecodeContext& app, const char* line, HeaderOut& out) {
     if (FindExact(line, "UUMOVE") == nullptr) {
         return kNoMatch;
     }
@@ -570,7 +563,7 @@ int UumoveShape(AppState& app, const char* line, HeaderOut& out) {
 }
 
 // A line that is no header but holds bytes above 0x7F hints that the input is a binary file.
-void NoteBinaryData(AppState& app, const char* line) {
+void NoteBinaryData(DecodeContext& app, const char* line) {
     if (app.decode.BinaryDataSeen != 0) {
         return;
     }
@@ -584,8 +577,8 @@ void NoteBinaryData(AppState& app, const char* line) {
 
 // The shapes that read further lines give the first line back when they do not match, so
 // that the shapes after them judge the line the driver handed in.
-int ShapesReadingAhead(AppState& app, char* line, BufFile input, HeaderOut& out,
-                       int (*shape)(AppState&, char*, BufFile, HeaderOut&)) {
+int ShapesReadingAhead(DecodeContext& app, char* line, BufFile input, HeaderOut& out,
+                       int (*shape)(DecodeContext&, char*, BufFile, HeaderOut&)) {
     LineBuffer first;
     CopyLine(first.data(), line);
     const int result = shape(app, line, input, out);
@@ -595,7 +588,7 @@ int ShapesReadingAhead(AppState& app, char* line, BufFile input, HeaderOut& out,
     return result;
 }
 
-int MimeShape(AppState& app, char* line, BufFile input, HeaderOut& out) {
+int MimeShape(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
     if (!StartsWithNoCase(line, kContentType) && !StartsWithNoCase(line, kTransferEncoding)) {
         return kNoMatch;
     }
@@ -603,7 +596,7 @@ int MimeShape(AppState& app, char* line, BufFile input, HeaderOut& out) {
     return block.Recognize(out);
 }
 
-int TryShapes(AppState& app, char* line, BufFile input, HeaderOut& out) {
+int TryShapes(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
     int result = BeginLineShape(app, line, out);
     if (result == kNoMatch) {
         result = SimTelShape(app, line, out);
@@ -703,11 +696,11 @@ const char* FindNoCase(const char* text, std::string_view key) {
     return nullptr;
 }
 
-void AddLineToPartSum(AppState& app, const char* line) {
+void AddLineToPartSum(DecodeContext& app, const char* line) {
     AddTextToPartSum(app, app.parts.current, line);
 }
 
-int ReadRecognizerLine(AppState& app, BufFile input, char* line) {
+int ReadRecognizerLine(DecodeContext& app, BufFile input, char* line) {
     DecodeJob& decode = app.decode;
     decode.lineStart = app.files.BufFileMark(input);
     const int count = app.files.BufFileReadLine(input, line, kLineBufferSize);
@@ -720,13 +713,13 @@ int ReadRecognizerLine(AppState& app, BufFile input, char* line) {
     return count;
 }
 
-void PushBackLine(AppState& app, const char* line, BufFile input) {
+void PushBackLine(DecodeContext& app, const char* line, BufFile input) {
     const auto length = static_cast<int64_t>(strnlen(line, kLineBufferSize));
     app.files.BufFileSeek(input, -length, BufSeekOrigin::Current);
     --app.decode.lineNumber;
 }
 
-int RecognizeHeader(AppState& app, char* line, BufFile input, int& part, int& total,
+int RecognizeHeader(DecodeContext& app, char* line, BufFile input, int& part, int& total,
                     std::string& name) {
     part = 0;
     total = 0;
@@ -741,7 +734,7 @@ int RecognizeHeader(AppState& app, char* line, BufFile input, int& part, int& to
     return result;
 }
 
-int ParseBeginLine(AppState& app, const char* line, std::string& name) {
+int ParseBeginLine(DecodeContext& app, const char* line, std::string& name) {
     bool parsed = false;
     if (StartsWithNoCase(line, "begin") && IsBlank(line[5])) {
         const char* p = SkipBlankChars(line + 5);
@@ -770,7 +763,7 @@ int ParseBeginLine(AppState& app, const char* line, std::string& name) {
     return 1;
 }
 
-int ParsePartNumbers(AppState& app, const char* text, int& part, int& total) {
+int ParsePartNumbers(DecodeContext& app, const char* text, int& part, int& total) {
     const char* p = text;
     char bracket = '\0';
     if (*p == '(' || *p == '[') {
@@ -871,7 +864,7 @@ bool FindNameParameter(const char* text, std::string& name) {
     return true;
 }
 
-int SkipTableBlock(AppState& app, BufFile input, char* line) {
+int SkipTableBlock(DecodeContext& app, BufFile input, char* line) {
     do {
         if (ReadRecognizerLine(app, input, line) <= 0) {
             return 0;
@@ -889,6 +882,13 @@ int SkipTableBlock(AppState& app, BufFile input, char* line) {
         AddLineToPartSum(app, line);
     }
     return 1;
+}
+
+bool IsBeginWord(const char* line) {
+    if (StartsWithNoCase(line, "begin")) {
+        return IsBlank(line[5]);
+    }
+    return line[0] == '*' && StartsWithNoCase(line + 1, "begin") && IsBlank(line[6]);
 }
 
 bool HasCutHere(const char* line) {

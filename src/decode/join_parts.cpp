@@ -4,11 +4,11 @@
 #include <memory>
 #include <string_view>
 
-#include "core/app_state.h"
 #include "core/format.h"
+#include "core/job_status.h"
+#include "core/output_files.h"
 #include "core/text_util.h"
-#include "shell/job_status.h"
-#include "shell/output_files.h"
+#include "decode/decode_job.h"
 
 namespace mandrel {
 
@@ -18,10 +18,6 @@ namespace {
 constexpr std::size_t kMaxMissingText = 510;
 // Bigger blocks than the layer's own buffer save calls; the result is the same file.
 constexpr long kAppendBlock = 64 * 1024;
-
-std::string PartFilePath(const PartRecord& row) {
-    return row.directory.empty() ? row.fileName : JoinPath(row.directory, row.fileName);
-}
 
 // The list of parts that never turned up, or "" when every part from 1 to total is there.
 std::string MissingPartsText(const PartTable& parts, int total) {
@@ -65,7 +61,7 @@ void ForgetInputFiles(PartTable& parts, int total) {
 }
 
 // Closes and removes the half-made output: a failed join leaves nothing behind.
-void DiscardOutput(AppState& app, BufFile output) {
+void DiscardOutput(DecodeContext& app, BufFile output) {
     if (output >= 0) {
         app.files.BufFileClose(output);
         RemoveOutputFile(app.job.JobOutputPath);
@@ -74,7 +70,7 @@ void DiscardOutput(AppState& app, BufFile output) {
 
 }  // namespace
 
-int AppendPartFile(AppState& app, const std::string& name, BufFile output) {
+int AppendPartFile(DecodeContext& app, const std::string& name, BufFile output) {
     const BufFile input = app.files.BufFileOpen(name, BufOpenMode::Read, 0);
     if (input < 0) {
         ShowMessage(app.ui, kMbStop, "Can't Read Temporary File %s for Append Operation.",
@@ -102,17 +98,17 @@ int AppendPartFile(AppState& app, const std::string& name, BufFile output) {
             return 1;
         }
         PumpMessages(app.ui, 4);
-        if (app.job.CancelRequested) {
+        if (app.cancel.Requested()) {
             app.files.BufFileClose(input);
             return 1;
         }
     }
 }
 
-int JoinParts(AppState& app, int total, int interactive, int mode) {
+int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
     // A cancel left over from before must not stop this join; showing a Cancel control is the
     // shell's business, and the pump still delivers a new one.
-    app.job.CancelRequested = false;
+    app.cancel.Reset();
     if (total <= 0) {
         ShowMessage(app.ui, kMbStop,
                     "Number of Parts Could Not be Determined;\r\nSomething is Missing.");
@@ -169,7 +165,7 @@ int JoinParts(AppState& app, int total, int interactive, int mode) {
         }
         SetProgress(app.ui, k * 100 / total);
         if (AppendPartFile(app, partPath, output) != 0) {
-            const bool cancelled = app.job.CancelRequested;
+            const bool cancelled = app.cancel.Requested();
             if (!cancelled) {
                 ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", k);
             }

@@ -8,7 +8,7 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 
 inline constexpr int kJoinDecode = 2;
 inline constexpr int kJoinConcatenate = 3;
@@ -16,8 +16,8 @@ inline constexpr int kJoinConcatenate = 3;
 // Appends the files of rows with part numbers 1..total to JobOutputPath (made with MakeOutFile
 // with the mode as direction). 0 done (or nothing to join), 1 cancelled, -2 reported, or
 // MakeOutFile's negative result.
-int JoinParts(AppState& app, int total, int interactive, int mode);
+int JoinParts(DecodeContext& app, int total, int interactive, int mode);
 // 0 when the whole file was appended, 1 on failure (reported) or cancel.
-int AppendPartFile(AppState& app, const std::string& name, BufFile output);
+int AppendPartFile(DecodeContext& app, const std::string& name, BufFile output);
 
 }  // namespace mandrel

@@ -1,465 +1,32 @@
 #include "decode/line_decoder.h"
 
-#include <algorithm>
-#include <array>
-#include <bit>
-#include <cstring>
-#include <string_view>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
-#include "core/app_state.h"
-#include "core/format.h"
-#include "encode/alphabets.h"
-#include "encode/sum_r.h"
+#include "codec/alphabets.h"
+#include "codec/line_decode.h"
+#include "decode/decode_job.h"
 
 namespace mandrel {
 
 namespace {
 
-constexpr DecodeTable MakeEmptyTable() {
-    DecodeTable table{};
-    std::fill(table.begin(), table.end(), -1);
-    return table;
-}
-
-constexpr DecodeTable MakeTable(std::string_view alphabet) {
-    DecodeTable table = MakeEmptyTable();
-    for (std::size_t value = 0; value < 64; ++value) {
-        table[static_cast<unsigned char>(alphabet[value])] = static_cast<int32_t>(value);
-    }
-    return table;
-}
-
-// Older UU writers put a blank where the backquote stands for 0; both are read as 0.
-constexpr DecodeTable MakeUUTable() {
-    DecodeTable table = MakeTable(UUAlphabet);
-    table[static_cast<unsigned char>(' ')] = 0;
-    return table;
-}
-
-constexpr DecodeTable kUUTable = MakeUUTable();
-constexpr DecodeTable kXXTable = MakeTable(XXAlphabet);
-constexpr DecodeTable kBase64Table = MakeTable(Base64Alphabet);
-constexpr DecodeTable kBinHexTable = MakeTable(BinHexAlphabet);
-constexpr DecodeTable kNoTable = MakeEmptyTable();
-
-static_assert(kUUTable[0x20] == 0 && kUUTable[0x60] == 0);
-static_assert(kUUTable[0x21] == 1 && kUUTable[0x5F] == 63 && kUUTable[0x7E] == -1);
-static_assert(kXXTable['+'] == 0 && kXXTable['z'] == 63 && kXXTable[' '] == -1);
-static_assert(kBase64Table['A'] == 0 && kBase64Table['/'] == 63 && kBase64Table['='] == -1);
-static_assert(kBinHexTable['!'] == 0 && kBinHexTable['r'] == 63 && kBinHexTable['7'] == -1);
-static_assert(kUUTable[0xE9] == -1 && kBase64Table[0x80] == -1 && kXXTable[0] == -1);
-
-// The "sum -r" step on a 16-bit value. The part's sum and the output's sum are serial chains
-// over every character and every byte, so one rotate and one add each is what bounds a line.
-constexpr uint16_t Step(uint16_t sum, unsigned char byte) {
-    return static_cast<uint16_t>(std::rotr(sum, 1) + byte);
-}
-static_assert(Step(0x8001, 0xFF) == SumRAdd(0x8001, 0xFF));
-static_assert(Step(0xFFFF, 0xFF) == SumRAdd(0xFFFF, 0xFF));
-static_assert(Step(0x0002, 0x10) == SumRAdd(0x0002, 0x10));
-
-constexpr bool EndsData(unsigned char c) {
-    return c == '\0' || c == '\r' || c == '\n';
-}
-
-int RefuseByte(AppState& app, unsigned char byte) {
-    app.decode.DecodeErrorText = Format("Invalid encoded data byte (0x%x).", byte);
-    return -1;
-}
-
-// One UU or XX line. The sums are kept here and handed to the part and the output only when
-// the line is taken: a refused line then leaves no trace, and its tolerant retry counts once.
-class GroupLineDecoder {
-public:
-    GroupLineDecoder(const DecodeTable& table, unsigned char* out, int length, uint16_t partSum,
-                     uint16_t outputSum)
-        : table_(table), out_(out), length_(length), partSum_(partSum), outputSum_(outputSum) {}
-
-    // Whole groups of four valid characters whose bytes all belong to the line. The last group
-    // and anything unusual go the character-by-character way.
-    const unsigned char* FastGroups(const unsigned char* p) {
-        while (produced_ + 3 <= length_) {
-            const int32_t w = table_[p[0]];
-            if (w < 0) {
-                break;
-            }
-            const int32_t x = table_[p[1]];
-            if (x < 0) {
-                break;
-            }
-            const int32_t y = table_[p[2]];
-            if (y < 0) {
-                break;
-            }
-            const int32_t z = table_[p[3]];
-            if (z < 0) {
-                break;
-            }
-            const auto bits = static_cast<uint32_t>((w << 18) | (x << 12) | (y << 6) | z);
-            const auto b0 = static_cast<unsigned char>(bits >> 16);
-            const auto b1 = static_cast<unsigned char>(bits >> 8);
-            const auto b2 = static_cast<unsigned char>(bits);
-            out_[produced_] = b0;
-            out_[produced_ + 1] = b1;
-            out_[produced_ + 2] = b2;
-            partSum_ = Step(Step(Step(Step(partSum_, p[0]), p[1]), p[2]), p[3]);
-            outputSum_ = Step(Step(Step(outputSum_, b0), b1), b2);
-            produced_ += 3;
-            count_ += 4;
-            p += 4;
-        }
-        return p;
-    }
-
-    // One character with its value (all bits set for an invalid one taken in tolerant mode).
-    void Take(unsigned char c, uint32_t value) {
-        partSum_ = Step(partSum_, c);
-        ++count_;
-        switch (position_) {
-            case 0:
-                w_ = value;
-                position_ = 1;
-                break;
-            case 1:
-                Emit((w_ << 2) | (value >> 4));
-                x_ = value;
-                position_ = 2;
-                break;
-            case 2:
-                Emit((x_ << 4) | (value >> 2));
-                y_ = value;
-                position_ = 3;
-                break;
-            default:
-                Emit((y_ << 6) | value);
-                position_ = 0;
-                break;
-        }
-    }
-
-    // The rest of the data after the fast groups. Returns where the data ended (a CR, LF or
-    // the terminating zero), or nullptr after refusing a character in strict mode.
-    const unsigned char* Rest(AppState& app, const unsigned char* p, bool tolerant) {
-        for (;; ++p) {
-            const unsigned char c = *p;
-            if (EndsData(c)) {
-                // The partner of a group's first character is taken whatever it is; a lone
-                // character yields no byte.
-                if (position_ == 1 && !tolerant) {
-                    RefuseByte(app, c);
-                    return nullptr;
-                }
-                return p;
-            }
-            const int32_t value = table_[c];
-            if (value < 0 && !tolerant) {
-                RefuseByte(app, c);
-                return nullptr;
-            }
-            Take(c, static_cast<uint32_t>(value));
-        }
-    }
-
-    // Pads a short line in tolerant mode with the value-0 character up to the characters that
-    // its length character calls for, as if they had stood on the line.
-    void PadTo(int characters, unsigned char pad) {
-        while (count_ < characters) {
-            Take(pad, 0);
-        }
-    }
-
-    void EndLine() {
-        partSum_ = Step(partSum_, '\n');
-        sizeAdded_ = static_cast<uint32_t>(count_) + 2U;
-    }
-
-    int Count() const { return count_; }
-    int Returned() const { return std::min(produced_, length_); }
-    uint16_t PartSum() const { return partSum_; }
-    uint16_t OutputSum() const { return outputSum_; }
-    uint32_t SizeAdded() const { return sizeAdded_; }
-
-private:
-    // Bytes past the line's length are padding of its last group: neither kept nor summed.
-    void Emit(uint32_t bits) {
-        const auto byte = static_cast<unsigned char>(bits);
-        if (produced_ < length_) {
-            out_[produced_] = byte;
-            outputSum_ = Step(outputSum_, byte);
-        }
-        ++produced_;
-    }
-
-    const DecodeTable& table_;
-    unsigned char* out_;
-    int length_;
-    uint16_t partSum_;
-    uint16_t outputSum_;
-    int produced_ = 0;
-    int count_ = 0;  // data characters taken, pads included
-    int position_ = 0;
-    uint32_t w_ = 0;
-    uint32_t x_ = 0;
-    uint32_t y_ = 0;
-    uint32_t sizeAdded_ = 0;
-};
-
-int DecodeGroupLine(AppState& app, const DecodeTable& table, const unsigned char* line,
-                    unsigned char* out, PartRecord& part, bool tolerant, unsigned char pad) {
-    const unsigned char lengthCharacter = line[0];
-    int length = table[lengthCharacter];
-    if (length < 0) {
-        if (!tolerant) {
-            app.decode.DecodeErrorText = "Indicated # of chars per line is less than 0.";
-            return -1;
-        }
-        length = 0;
-    }
-    if (lengthCharacter == '\0') {
-        return 0;  // an empty text: nothing to take, not even a length
-    }
-
-    GroupLineDecoder decoder(table, out, length,
-                             Step(static_cast<uint16_t>(part.calculatedChecksum), lengthCharacter),
-                             static_cast<uint16_t>(app.decode.totals.runningChecksum));
-    const unsigned char* end = decoder.Rest(app, decoder.FastGroups(line + 1), tolerant);
-    if (end == nullptr) {
-        return -1;
-    }
-    // A last line without a line end is taken as far as it goes, without the count check.
-    if (*end != '\0') {
-        const int found = 3 * decoder.Count() / 4;
-        if (found < length || found > length + 2) {
-            if (!tolerant) {
-                app.decode.DecodeErrorText = Format(
-                    "# of indicated chars in line (%d) does not match actual data present (%d).",
-                    length, found);
-                return -1;
-            }
-            if (found < length) {
-                decoder.PadTo((4 * length + 2) / 3, pad);
-            }
-        }
-        decoder.EndLine();
-    }
-    part.calculatedChecksum = decoder.PartSum();
-    part.calculatedSize += decoder.SizeAdded();
-    app.decode.totals.runningChecksum = decoder.OutputSum();
-    return decoder.Returned();
-}
-
-// One Base64 line; a group may run on from the previous line. As with UU and XX, the state
-// and the sums change only when the line is taken, so a retry starts where the line started.
-int DecodeMimeLine(AppState& app, const DecodeTable& table, const unsigned char* line,
-                   unsigned char* out, PartRecord& part, bool tolerant) {
-    DecodeJob& job = app.decode;
-    Base64State state = job.base64Position == 0 ? Base64State{} : job.base64;
-    int phase = state.phase;
-    unsigned carry = state.carry;
-    auto partSum = static_cast<uint16_t>(part.calculatedChecksum);
-    uint32_t size = 0;
-    unsigned char* o = out;
-    const unsigned char* p = line;
-
-    for (;;) {
-        while (phase == 0) {
-            const int32_t w = table[p[0]];
-            if (w < 0) {
-                break;
-            }
-            const int32_t x = table[p[1]];
-            if (x < 0) {
-                break;
-            }
-            const int32_t y = table[p[2]];
-            if (y < 0) {
-                break;
-            }
-            const int32_t z = table[p[3]];
-            if (z < 0) {
-                break;
-            }
-            const auto bits = static_cast<uint32_t>((w << 18) | (x << 12) | (y << 6) | z);
-            o[0] = static_cast<unsigned char>(bits >> 16);
-            o[1] = static_cast<unsigned char>(bits >> 8);
-            o[2] = static_cast<unsigned char>(bits);
-            carry = static_cast<unsigned>(y << 6) & 0xFFU;
-            partSum = Step(Step(Step(Step(partSum, p[0]), p[1]), p[2]), p[3]);
-            size += 4;
-            o += 3;
-            p += 4;
-        }
-        const unsigned char c = *p;
-        if (EndsData(c)) {
-            break;
-        }
-        const int32_t value = table[c];
-        if (value >= 0) {
-            const auto v = static_cast<unsigned>(value);
-            switch (phase) {
-                case 0:
-                    carry = (v << 2) & 0xFFU;
-                    break;
-                case 1:
-                    *o++ = static_cast<unsigned char>((v >> 4) | carry);
-                    carry = (v << 4) & 0xFFU;
-                    break;
-                case 2:
-                    *o++ = static_cast<unsigned char>((v >> 2) | carry);
-                    carry = (v << 6) & 0xFFU;
-                    break;
-                default:
-                    *o++ = static_cast<unsigned char>(carry | v);
-                    break;
-            }
-            phase = (phase + 1) & 3;
-            partSum = Step(partSum, c);
-            ++size;
-        } else if (c == '=' && phase != 0) {
-            // Padding closes the group: counted in the text's size, never in its sum.
-            phase = (phase + 1) & 3;
-            ++size;
-        } else if (c != ' ' && c != '\t' && !tolerant) {
-            return RefuseByte(app, c);
-        }
-        ++p;
-    }
-
-    if (*p != '\0') {
-        partSum = Step(partSum, '\n');
-        ++size;
-    }
-    state.phase = phase;
-    state.carry = carry;
-    job.base64 = state;
-    job.base64Position += static_cast<uint32_t>(p - line);
-    part.calculatedChecksum = partSum;
-    part.calculatedSize += size;
-    return static_cast<int>(o - out);
-}
-
-#if defined(__SSE2__)
-// Complete UU groups, sixteen characters at a time; the same bytes as the table loop below.
-// The alphabet is the run 0x20..0x60 with 0x60 standing for 0, so the value is the character
-// less 0x20, masked to six bits, and a character is invalid when that difference passes 0x40.
-// A count of groups not divisible by four ends with a block that overlaps the one before it.
-// Writes one byte past the groups. False when a character is outside the alphabet.
-bool DecodeUuGroups(const unsigned char* p, int groups, unsigned char* out) {
-    const __m128i offset = _mm_set1_epi8(0x20);
-    const __m128i top = _mm_set1_epi8(0x40);
-    const __m128i six = _mm_set1_epi8(0x3F);
-    __m128i beyond = _mm_setzero_si128();
-    const auto block = [&](int first) {
-        const __m128i c = _mm_loadu_si128(
-            reinterpret_cast<const __m128i*>(p + static_cast<std::ptrdiff_t>(4) * first));
-        const __m128i d = _mm_sub_epi8(c, offset);
-        beyond = _mm_or_si128(beyond, _mm_subs_epu8(d, top));
-        // Each 32-bit lane holds one group, its first character lowest: v0 v1 v2 v3.
-        const __m128i v = _mm_and_si128(d, six);
-        const __m128i bits =
-            _mm_or_si128(_mm_or_si128(_mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x3F)), 18),
-                                      _mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x3F00)), 4)),
-                         _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 10), _mm_set1_epi32(0xFC0)),
-                                      _mm_srli_epi32(v, 24)));
-        // The three bytes in output order at the bottom of the lane.
-        const __m128i ordered = _mm_or_si128(
-            _mm_or_si128(_mm_srli_epi32(bits, 16), _mm_and_si128(bits, _mm_set1_epi32(0xFF00))),
-            _mm_slli_epi32(_mm_and_si128(bits, _mm_set1_epi32(0xFF)), 16));
-        alignas(16) std::array<uint32_t, 4> lanes{};
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes.data()), ordered);
-        for (std::size_t i = 0; i < 4; ++i) {
-            std::memcpy(out + 3 * (static_cast<std::size_t>(first) + i), &lanes[i], 4);
-        }
-    };
-    int first = 0;
-    for (; first + 4 <= groups; first += 4) {
-        block(first);
-    }
-    if (first < groups) {
-        block(groups - 4);
-    }
-    return _mm_movemask_epi8(_mm_cmpeq_epi8(beyond, _mm_setzero_si128())) == 0xFFFF;
-}
-#endif
-
-constexpr bool EndsLine(unsigned char c) {
-    return c == '\r' || c == '\n';
-}
-
-// The whole line in one tight loop over its complete groups. Every character's value is merged
-// into one word: an invalid character (-1) sets bits above the 24 that valid groups can reach.
-// A last group short of its length's bytes may stop after the characters those bytes need, as
-// many writers do; its bytes beyond the length are not returned. Reads at most the 1 + 84
-// characters a length character can call for, all within the line buffer. `characters` gets
-// the data characters taken.
-int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                      int& characters) {
-    const int length = table[line[0]];
-    if (length < 0) {
-        return kTakeExactWay;
-    }
-    const unsigned char* p = line + 1;
-    uint32_t seen = 0;
-    const int whole = length / 3 * 3;
-    int produced = 0;
-#if defined(__SSE2__)
-    if (&table == &kUUTable && whole >= 12) {
-        if (!DecodeUuGroups(p, whole / 3, out)) {
-            return kTakeExactWay;
-        }
-        produced = whole;
-        p += static_cast<std::ptrdiff_t>(whole / 3) * 4;
-    }
-#endif
-    for (; produced < whole; produced += 3) {
-        const uint32_t bits = (static_cast<uint32_t>(table[p[0]]) << 18) |
-                              (static_cast<uint32_t>(table[p[1]]) << 12) |
-                              (static_cast<uint32_t>(table[p[2]]) << 6) |
-                              static_cast<uint32_t>(table[p[3]]);
-        seen |= bits;
-        out[produced] = static_cast<unsigned char>(bits >> 16);
-        out[produced + 1] = static_cast<unsigned char>(bits >> 8);
-        out[produced + 2] = static_cast<unsigned char>(bits);
-        p += 4;
-    }
-    if (const int rest = length - whole; rest > 0) {
-        std::array<uint32_t, 4> values{};
-        int taken = 0;
-        for (; taken < 4 && !EndsLine(p[taken]); ++taken) {
-            values[static_cast<std::size_t>(taken)] = static_cast<uint32_t>(table[p[taken]]);
-            seen |= values[static_cast<std::size_t>(taken)];
-        }
-        if (taken < rest + 1) {
-            return kTakeExactWay;
-        }
-        const uint32_t bits = (values[0] << 18) | (values[1] << 12) | (values[2] << 6) | values[3];
-        out[whole] = static_cast<unsigned char>(bits >> 16);
-        out[whole + 1] = static_cast<unsigned char>(bits >> 8);
-        p += taken;
-    }
-    if (seen > 0xFFFFFFU || !EndsLine(*p)) {
-        return kTakeExactWay;
-    }
-    characters = static_cast<int>(p - line) - 1;
-    return length;
-}
-
-}  // namespace
-
-namespace {
-
 // The table SelectDecodeTable made current, or the encoding's own while none is.
-const DecodeTable& TableInUse(const AppState& app, int encoding) {
+const DecodeTable& TableInUse(const DecodeContext& app, int encoding) {
     return app.decode.currentTable != nullptr ? *app.decode.currentTable : DecodeTableFor(encoding);
 }
 
+// The part's counters and the output's, as the kernels keep them.
+LineDecodeSums SumsOf(const DecodeContext& app, const PartRecord& part) {
+    return {part.calculatedChecksum, part.calculatedSize, app.decode.totals.runningChecksum};
+}
+
+void TakeSums(DecodeContext& app, PartRecord& part, const LineDecodeSums& sums) {
+    part.calculatedChecksum = sums.part;
+    part.calculatedSize = sums.partSize;
+    app.decode.totals.runningChecksum = sums.output;
+}
+
 }  // namespace
 
-int DecodeLineQuick(AppState& app, const char* line, unsigned char* out, PartRecord& part) {
+int DecodeLineQuick(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part) {
     const int encoding = app.job.EncodingIndex;
     if (encoding != kEncodingUU && encoding != kEncodingXX) {
         return kTakeExactWay;
@@ -477,27 +44,12 @@ int DecodeLineQuick(AppState& app, const char* line, unsigned char* out, PartRec
     return length;
 }
 
-const DecodeTable& DecodeTableFor(int encoding) {
-    switch (encoding) {
-        case kEncodingUU:
-            return kUUTable;
-        case kEncodingXX:
-            return kXXTable;
-        case kEncodingMIME:
-            return kBase64Table;
-        case kEncodingBinHex:
-            return kBinHexTable;
-        default:
-            return kNoTable;
-    }
-}
-
-void SelectDecodeTable(AppState& app, int encoding) {
+void SelectDecodeTable(DecodeContext& app, int encoding) {
     const bool known = encoding >= kEncodingUU && encoding <= kEncodingBinHex;
     app.decode.currentTable = known ? &DecodeTableFor(encoding) : nullptr;
 }
 
-int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& part,
+int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part,
                int tolerant) {
     const int encoding = app.job.EncodingIndex;
     if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
@@ -505,27 +57,28 @@ int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& 
     }
     const DecodeTable& table = TableInUse(app, encoding);
     const auto* text = reinterpret_cast<const unsigned char*>(line);
-    if (encoding == kEncodingMIME) {
-        return DecodeMimeLine(app, table, text, out, part, tolerant != 0);
-    }
-    const auto pad =
-        static_cast<unsigned char>(encoding == kEncodingUU ? UUAlphabet[0] : XXAlphabet[0]);
-    return DecodeGroupLine(app, table, text, out, part, tolerant != 0, pad);
-}
-
-int SumLineToEnd(const char* text, uint32_t& accumulator) {
-    auto sum = static_cast<uint16_t>(accumulator);
-    const auto* p = reinterpret_cast<const unsigned char*>(text);
+    DecodeJob& decode = app.decode;
+    LineDecodeSums sums = SumsOf(app, part);
     int count = 0;
-    for (; !EndsData(*p); ++p) {
-        sum = Step(sum, *p);
-        ++count;
+    if (encoding == kEncodingMIME) {
+        // The state and the sums change only when the line is taken, so a retry starts where
+        // the line started.
+        Base64State state = decode.base64Position == 0 ? Base64State{} : decode.base64;
+        uint32_t consumed = 0;
+        count = DecodeBase64LineText(table, text, out, state, consumed, sums, tolerant != 0,
+                                     decode.DecodeErrorText);
+        if (count >= 0) {
+            decode.base64 = state;
+            decode.base64Position += consumed;
+        }
+    } else {
+        const auto pad = static_cast<unsigned char>(AlphabetFor(encoding)[0]);
+        count =
+            DecodeGroupLineText(table, text, out, sums, tolerant != 0, pad, decode.DecodeErrorText);
     }
-    if (*p != '\0') {
-        sum = Step(sum, '\n');
-        ++count;
+    if (count >= 0) {
+        TakeSums(app, part, sums);
     }
-    accumulator = sum;
     return count;
 }
 

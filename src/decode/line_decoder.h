@@ -8,30 +8,24 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 struct PartRecord;
 
-// The table of an encoding (1 UU, 2 XX, 3 MIME, 4 BinHex).
-const DecodeTable& DecodeTableFor(int encoding);
 // Makes the table of the encoding current (none for 0, Auto).
-void SelectDecodeTable(AppState& app, int encoding);
+void SelectDecodeTable(DecodeContext& app, int encoding);
 
 // Decodes line (zero-terminated, its line end included) into out: room for 3/4 of the line
 // and 3 bytes, and at least 63 (a short UU or XX line padded in tolerant mode yields what its
 // length character says). Returns the bytes decoded, or -1 with the reason in DecodeErrorText;
 // a refused line changes no sum, count or Base64 state. tolerant = 1 decodes in spite of
 // errors.
-int DecodeLine(AppState& app, const char* line, unsigned char* out, PartRecord& part, int tolerant);
+int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part,
+               int tolerant);
 
 // The quick way for a UU or XX data line in strict mode: valid characters that fit the length
 // character, the line end and nothing else. Counts the part's size but keeps neither checksum,
 // which the caller must see to. out needs room for 64 bytes. Returns the bytes decoded, or
 // kTakeExactWay for any other line, with nothing changed.
-inline constexpr int kTakeExactWay = -2;
-int DecodeLineQuick(AppState& app, const char* line, unsigned char* out, PartRecord& part);
-
-// Adds text up to its first CR, LF or zero to the "sum -r" accumulator, a line end as one LF;
-// returns the characters consumed, the line end counted as one.
-int SumLineToEnd(const char* text, uint32_t& accumulator);
+int DecodeLineQuick(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part);
 
 }  // namespace mandrel

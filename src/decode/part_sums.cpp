@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core/app_state.h"
+#include "codec/sum_r.h"
 #include "decode/decode_job.h"
 #include "decode/line_decoder.h"
 
@@ -14,12 +14,12 @@ namespace {
 // once, which keeps the memory held per part small.
 constexpr std::size_t kMostItemsPerRow = 4096;
 
-std::vector<DeferredSumItem>& ItemsOf(AppState& app, int row) {
+std::vector<DeferredSumItem>& ItemsOf(DecodeContext& app, int row) {
     return app.decode.deferredSums
         .rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))];
 }
 
-PartRecord& RowOf(AppState& app, int row) {
+PartRecord& RowOf(DecodeContext& app, int row) {
     return app.parts.rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))];
 }
 
@@ -50,7 +50,7 @@ void ClearDeferredPartSums(DeferredPartSums& sums) {
     sums.inputPath.clear();
 }
 
-void DeferInputLine(AppState& app, int row, BufFile input, const BufReadMark& start,
+void DeferInputLine(DecodeContext& app, int row, BufFile input, const BufReadMark& start,
                     const BufReadMark& end) {
     DeferredPartSums& sums = app.decode.deferredSums;
     if (sums.input != input) {
@@ -72,7 +72,7 @@ void DeferInputLine(AppState& app, int row, BufFile input, const BufReadMark& st
     items.push_back(DeferredSumItem{start, end, {}});
 }
 
-void AddTextToPartSum(AppState& app, int row, const char* line) {
+void AddTextToPartSum(DecodeContext& app, int row, const char* line) {
     PartRecord& part = RowOf(app, row);
     std::vector<DeferredSumItem>& items = ItemsOf(app, row);
     if (items.empty()) {
@@ -90,7 +90,7 @@ void AddTextToPartSum(AppState& app, int row, const char* line) {
     items.push_back(DeferredSumItem{{}, BufReadMark{-1, -1}, std::string(line)});
 }
 
-void SettlePartSum(AppState& app, int row) {
+void SettlePartSum(DecodeContext& app, int row) {
     std::vector<DeferredSumItem>& items = ItemsOf(app, row);
     if (items.empty()) {
         return;
@@ -116,7 +116,7 @@ void SettlePartSum(AppState& app, int row) {
     items.clear();
 }
 
-void SettleAwaitedPartSums(AppState& app) {
+void SettleAwaitedPartSums(DecodeContext& app) {
     for (int row = 0; row < MAX_PARTS; ++row) {
         if (app.parts.rows[static_cast<std::size_t>(row)].expectedChecksum != 0) {
             SettlePartSum(app, row);

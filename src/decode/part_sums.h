@@ -14,7 +14,7 @@
 
 namespace mandrel {
 
-struct AppState;
+struct DecodeContext;
 
 // Lines of the input whose whole text goes into the sum as SumLineToEnd takes it: a run of
 // whole lines read from `start` up to `end`, or one line kept as text.
@@ -35,15 +35,15 @@ struct DeferredPartSums {
 void ClearDeferredPartSums(DeferredPartSums& sums);
 
 // The line just read from `input` between the two marks goes into row's sum.
-void DeferInputLine(AppState& app, int row, BufFile input, const BufReadMark& start,
+void DeferInputLine(DecodeContext& app, int row, BufFile input, const BufReadMark& start,
                     const BufReadMark& end);
 // As above for a line held as text; it goes straight into the sum when nothing waits before it.
-void AddTextToPartSum(AppState& app, int row, const char* line);
+void AddTextToPartSum(DecodeContext& app, int row, const char* line);
 
 // Folds what waits into the row's calculated checksum. A run that cannot be read again leaves
 // the checksum short, so that the comparison shows a difference rather than a false match.
-void SettlePartSum(AppState& app, int row);
+void SettlePartSum(DecodeContext& app, int row);
 // Settles every row that has a checksum to be compared with.
-void SettleAwaitedPartSums(AppState& app);
+void SettleAwaitedPartSums(DecodeContext& app);
 
 }  // namespace mandrel

@@ -5,10 +5,11 @@
 #include <iterator>
 #include <string>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
+#include "codec/binhex_crc.h"
 #include "core/text_util.h"
-#include "encode/alphabets.h"
 #include "encode/encode_driver.h"
+#include "encode/encode_job.h"
 
 namespace mandrel {
 
@@ -18,15 +19,10 @@ constexpr unsigned char kRunMarker = 0x90;
 constexpr std::size_t kMaxNameLength = 63;
 constexpr int kLastColumn = 63;
 
-// The CRC of a section is taken with two zero bytes pushed through after its data.
-uint32_t FinishCrc(uint32_t crc) {
-    return BinHexCrcUpdate(0, BinHexCrcUpdate(0, crc));
-}
-
 // Collects the characters of one call so that they reach the part's text in few appends.
 class CharacterSink {
 public:
-    CharacterSink(AppState& app, std::string_view eol)
+    CharacterSink(EncodeContext& app, std::string_view eol)
         : app_(app), state_(app.encode.binhex), eol_(eol) {}
     CharacterSink(const CharacterSink&) = delete;
     CharacterSink& operator=(const CharacterSink&) = delete;
@@ -54,7 +50,7 @@ private:
         }
     }
 
-    AppState& app_;
+    EncodeContext& app_;
     BinHexEncoderState& state_;
     std::string_view eol_;
     std::array<char, 512> text_{};
@@ -107,42 +103,7 @@ BinHexHeader MakeBinHexHeader(std::string_view inputPath, uint32_t inputSize) {
     return header;
 }
 
-namespace {
-
-// One CRC step worked bit by bit, high bit first: the definition the table is made from.
-constexpr uint32_t CrcStepByBits(unsigned char byte, uint32_t crc) {
-    for (int bit = 7; bit >= 0; --bit) {
-        const bool carry = (crc & 0x8000U) != 0;
-        crc = (crc << 1) | ((byte >> bit) & 1U);
-        if (carry) {
-            crc ^= 0x1021U;
-        }
-    }
-    return crc & 0xFFFFU;
-}
-
-// The data bits never reach the top bit within one byte, so what the eight steps fold in
-// depends on the high byte of the accumulator alone.
-constexpr std::array<uint16_t, 256> MakeCrcTable() {
-    std::array<uint16_t, 256> table{};
-    for (uint32_t high = 0; high < 256; ++high) {
-        table[high] = static_cast<uint16_t>(CrcStepByBits(0, high << 8));
-    }
-    return table;
-}
-
-constexpr std::array<uint16_t, 256> kCrcTable = MakeCrcTable();
-
-}  // namespace
-
-uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator) {
-    const uint32_t crc = accumulator & 0xFFFFU;
-    return (((crc << 8) | byte) ^ kCrcTable[crc >> 8]) & 0xFFFFU;
-}
-
-static_assert(CrcStepByBits(0x31, 0) == 0x0031U);
-
-void BinHexPutByte(AppState& app, unsigned char byte, std::vector<unsigned char>& staged) {
+void BinHexPutByte(EncodeContext& app, unsigned char byte, std::vector<unsigned char>& staged) {
     staged.push_back(byte);
     app.encode.binhex.BinHexCrc = BinHexCrcUpdate(byte, app.encode.binhex.BinHexCrc);
     if (byte == kRunMarker) {
@@ -150,17 +111,17 @@ void BinHexPutByte(AppState& app, unsigned char byte, std::vector<unsigned char>
     }
 }
 
-void BinHexPutWord(AppState& app, uint16_t value, std::vector<unsigned char>& staged) {
+void BinHexPutWord(EncodeContext& app, uint16_t value, std::vector<unsigned char>& staged) {
     BinHexPutByte(app, static_cast<unsigned char>(value >> 8), staged);
     BinHexPutByte(app, static_cast<unsigned char>(value), staged);
 }
 
-void BinHexPutLong(AppState& app, uint32_t value, std::vector<unsigned char>& staged) {
+void BinHexPutLong(EncodeContext& app, uint32_t value, std::vector<unsigned char>& staged) {
     BinHexPutWord(app, static_cast<uint16_t>(value >> 16), staged);
     BinHexPutWord(app, static_cast<uint16_t>(value), staged);
 }
 
-std::size_t BinHexPutBlock(AppState& app, std::span<const unsigned char> bytes,
+std::size_t BinHexPutBlock(EncodeContext& app, std::span<const unsigned char> bytes,
                            std::vector<unsigned char>& staged) {
     const std::size_t before = staged.size();
     for (const unsigned char byte : bytes) {
@@ -169,13 +130,13 @@ std::size_t BinHexPutBlock(AppState& app, std::span<const unsigned char> bytes,
     return staged.size() - before;
 }
 
-int BinHex6Bit(AppState& app, std::span<const unsigned char> bytes) {
+int BinHex6Bit(EncodeContext& app, std::span<const unsigned char> bytes) {
     CharacterSink sink(app, EndOfLineString(app.config));
     EncodeBytes(app.encode.binhex, sink, bytes);
     return sink.Emitted();
 }
 
-int BinHex6BitFlush(AppState& app) {
+int BinHex6BitFlush(EncodeContext& app) {
     BinHexEncoderState& state = app.encode.binhex;
     if (state.pending == 0) {
         return 0;
@@ -188,7 +149,7 @@ int BinHex6BitFlush(AppState& app) {
     return sink.Emitted();
 }
 
-void BinHexWriteHeader(AppState& app, const BinHexHeader& header) {
+void BinHexWriteHeader(EncodeContext& app, const BinHexHeader& header) {
     BinHexEncoderState& state = app.encode.binhex;
     state.BinHexCrc = 0;
     std::vector<unsigned char> staged;
@@ -208,7 +169,7 @@ void BinHexWriteHeader(AppState& app, const BinHexHeader& header) {
     BinHexPutWord(app, header.flags, staged);
     BinHexPutLong(app, header.dataLength, staged);
     BinHexPutLong(app, header.resourceLength, staged);
-    BinHexPutWord(app, static_cast<uint16_t>(FinishCrc(state.BinHexCrc)), staged);
+    BinHexPutWord(app, static_cast<uint16_t>(BinHexFinishCrc(state.BinHexCrc)), staged);
 
     // The part header's colon already opens the first line.
     state.column = 1;
@@ -219,12 +180,13 @@ void BinHexWriteHeader(AppState& app, const BinHexHeader& header) {
     state.BinHexCrc = 0;
 }
 
-void BinHexFinish(AppState& app) {
+void BinHexFinish(EncodeContext& app) {
     BinHexEncoderState& state = app.encode.binhex;
     std::vector<unsigned char> staged;
-    BinHexPutWord(app, static_cast<uint16_t>(FinishCrc(state.BinHexCrc)), staged);
+    BinHexPutWord(app, static_cast<uint16_t>(BinHexFinishCrc(state.BinHexCrc)), staged);
     state.BinHexCrc = 0;
-    BinHexPutWord(app, static_cast<uint16_t>(FinishCrc(0)), staged);  // the empty resource fork
+    BinHexPutWord(app, static_cast<uint16_t>(BinHexFinishCrc(0)),
+                  staged);  // the empty resource fork
     BinHex6Bit(app, staged);
     BinHex6BitFlush(app);
     std::string closing = ":";

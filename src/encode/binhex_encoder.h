@@ -10,7 +10,7 @@
 
 namespace mandrel {
 
-struct AppState;
+struct EncodeContext;
 
 struct BinHexHeader {
     std::string name;  // at most 63 characters
@@ -25,25 +25,22 @@ struct BinHexHeader {
 // extension, the creator "MDRL" and the data fork length.
 BinHexHeader MakeBinHexHeader(std::string_view inputPath, uint32_t inputSize);
 
-// One step of the BinHex 4.0 CRC (CRC-16/XMODEM) for one byte.
-uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator);
-
 // Stage bytes for the 6-bit stage: each byte is added to the CRC, and 0x90 is followed by 0x00.
-void BinHexPutByte(AppState& app, unsigned char byte, std::vector<unsigned char>& staged);
-void BinHexPutWord(AppState& app, uint16_t value, std::vector<unsigned char>& staged);
-void BinHexPutLong(AppState& app, uint32_t value, std::vector<unsigned char>& staged);
+void BinHexPutByte(EncodeContext& app, unsigned char byte, std::vector<unsigned char>& staged);
+void BinHexPutWord(EncodeContext& app, uint16_t value, std::vector<unsigned char>& staged);
+void BinHexPutLong(EncodeContext& app, uint32_t value, std::vector<unsigned char>& staged);
 // Returns the bytes staged (n to 2n), 0 for an empty block.
-std::size_t BinHexPutBlock(AppState& app, std::span<const unsigned char> bytes,
+std::size_t BinHexPutBlock(EncodeContext& app, std::span<const unsigned char> bytes,
                            std::vector<unsigned char>& staged);
 
 // Turns staged bytes into characters appended to the part's text, breaking lines; returns the
 // characters appended, line ends included.
-int BinHex6Bit(AppState& app, std::span<const unsigned char> bytes);
+int BinHex6Bit(EncodeContext& app, std::span<const unsigned char> bytes);
 // Completes a group cut off at the end of the stream with zero bits.
-int BinHex6BitFlush(AppState& app);
+int BinHex6BitFlush(EncodeContext& app);
 
-void BinHexWriteHeader(AppState& app, const BinHexHeader& header);
+void BinHexWriteHeader(EncodeContext& app, const BinHexHeader& header);
 // The data fork CRC, the empty resource fork's CRC, the last characters and the closing colon.
-void BinHexFinish(AppState& app);
+void BinHexFinish(EncodeContext& app);
 
 }  // namespace mandrel

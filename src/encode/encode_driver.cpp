@@ -9,15 +9,15 @@
 #include <new>
 #include <vector>
 
-#include "core/app_state.h"
 #include "core/format.h"
+#include "core/job_status.h"
+#include "core/output_files.h"
 #include "core/text_util.h"
 #include "encode/binhex_encoder.h"
+#include "encode/encode_job.h"
 #include "encode/line_encoder.h"
 #include "encode/part_headers.h"
 #include "encode/part_trailers.h"
-#include "shell/job_status.h"
-#include "shell/output_files.h"
 
 namespace mandrel {
 
@@ -60,7 +60,7 @@ void OutputBlock::Append(std::string_view text) {
 namespace {
 
 // Hands the held text of a file part to its file. A failure is remembered for the driver.
-void HandOnToFile(AppState& app) {
+void HandOnToFile(EncodeContext& app) {
     EncodeJob& job = app.encode;
     OutputBlock& block = job.OutputBuffer;
     const std::string_view text = block.Held();
@@ -77,7 +77,7 @@ void HandOnToFile(AppState& app) {
 }
 
 // Drops the text the part has collected, also what already went to its file.
-void DropPartText(AppState& app) {
+void DropPartText(EncodeContext& app) {
     EncodeJob& job = app.encode;
     if (job.outputFile != kNoBufFile && job.outputOffset > job.partStart) {
         app.files.BufFileFlush(job.outputFile);
@@ -92,7 +92,7 @@ void DropPartText(AppState& app) {
 
 }  // namespace
 
-void AppendOutput(AppState& app, std::string_view text) {
+void AppendOutput(EncodeContext& app, std::string_view text) {
     OutputBlock& block = app.encode.OutputBuffer;
     if (block.Used() + text.size() >= block.Capacity()) {
         ShowMessage(app.ui, kMbStop, "Corrupted Encoding!");
@@ -107,7 +107,7 @@ void AppendOutput(AppState& app, std::string_view text) {
     block.Append(text);
 }
 
-int HeaderSizeEstimate(const AppState& app, int format) {
+int HeaderSizeEstimate(const EncodeContext& app, int format) {
     const int e = app.config.eollength;
     int base = 0;
     switch (format) {
@@ -168,7 +168,7 @@ int HeaderSizeEstimate(const AppState& app, int format) {
     return base + e;
 }
 
-int TrailerSizeEstimate(const AppState& app, int format) {
+int TrailerSizeEstimate(const EncodeContext& app, int format) {
     const int e = app.config.eollength;
     int base = 0;
     switch (format) {
@@ -229,8 +229,8 @@ int TrailerSizeEstimate(const AppState& app, int format) {
     return estimate;
 }
 
-std::string BuildOutputName(const AppState& app, std::string_view inputPath, int encoding, int part,
-                            int total) {
+std::string BuildOutputName(const EncodeContext& app, std::string_view inputPath, int encoding,
+                            int part, int total) {
     if (app.job.EncodeToClipboard) {
         return "the Clipboard";
     }
@@ -240,11 +240,15 @@ std::string BuildOutputName(const AppState& app, std::string_view inputPath, int
     }
     const std::string_view extension = ExtensionForEncoding(encoding);
     const std::string& given = app.job.CommandLineOutputName;
+    // Beside the input, or in the directory that stands in for the input's own.
+    const std::string beside = app.job.inputDirectory.empty()
+                                   ? std::string(inputPath)
+                                   : JoinPath(app.job.inputDirectory, FileNamePart(inputPath));
     if (part == 1 && total == 1) {
         if (!given.empty()) {
             return given;
         }
-        std::string name(inputPath);
+        std::string name = beside;
         const std::size_t nameStart = name.rfind('/') + 1;  // npos + 1 == 0
         const std::size_t dot = name.rfind('.');
         if (dot != std::string::npos && dot >= nameStart) {
@@ -252,7 +256,7 @@ std::string BuildOutputName(const AppState& app, std::string_view inputPath, int
         }
         return name + std::string(extension);
     }
-    std::string name = given.empty() ? std::string(inputPath) : given;
+    std::string name = given.empty() ? beside : given;
     const std::size_t nameStart = name.rfind('/') + 1;
     constexpr std::size_t kMostScanned = 250;
     std::size_t cut = nameStart;
@@ -268,7 +272,7 @@ namespace {
 // One call of EncodeFile: the input, the sizes and the clean-up every failure shares.
 class EncodeRun {
 public:
-    EncodeRun(AppState& app, BufFile input, int interactive)
+    EncodeRun(EncodeContext& app, BufFile input, int interactive)
         : app_(app), job_(app.encode), input_(input), interactive_(interactive) {}
 
     int Run();
@@ -287,7 +291,7 @@ private:
     int Abandon(int result);
     std::string InputName() const { return std::string(FileNamePart(app_.job.JobInputPath)); }
 
-    AppState& app_;
+    EncodeContext& app_;
     EncodeJob& job_;
     BufFile input_;
     int interactive_;
@@ -408,7 +412,7 @@ int EncodeRun::ReportWriteFailure(int error) {
     return Abandon(kResultReported);
 }
 
-MailMessage MakeMailMessage(const AppState& app) {
+MailMessage MakeMailMessage(const EncodeContext& app) {
     MailMessage message;
     message.subject = app.encode.MailSubject;
     message.noteText = std::string(app.encode.OutputBuffer.Held());
@@ -419,7 +423,7 @@ MailMessage MakeMailMessage(const AppState& app) {
 
 int EncodeRun::DeliverPart() {
     if (app_.job.EncodeToMail) {
-        if (app_.ui.SendMail(MakeMailMessage(app_), interactive_ != 0) != 0) {
+        if (app_.delivery.SendMail(MakeMailMessage(app_), interactive_ != 0) != 0) {
             return Abandon(kResultReported);
         }
     } else if (job_.outputFile != kNoBufFile) {
@@ -480,7 +484,8 @@ int EncodeRun::FinalDelivery() {
     if (job.EncodeToClipboard) {
         job.EncodeToClipboard = false;
         job_.outputOpen = false;
-        const ClipboardResult put = app_.ui.PutClipboardText(std::string(job_.OutputBuffer.Held()));
+        const ClipboardResult put =
+            app_.delivery.PutClipboardText(std::string(job_.OutputBuffer.Held()));
         job_.OutputBuffer.Free();
         if (!put.ok) {
             ShowSystemError(app_.ui, put.errorCode, kMbStop, "Can't %s Clipboard because\r\n",
@@ -491,12 +496,12 @@ int EncodeRun::FinalDelivery() {
     }
     if (job.EncodeToMail) {
         job_.outputOpen = false;
-        const int sent = app_.ui.SendMail(MakeMailMessage(app_), interactive_ != 0);
+        const int sent = app_.delivery.SendMail(MakeMailMessage(app_), interactive_ != 0);
         job_.OutputBuffer.Free();
         return sent != 0 ? kResultReported : kResultDone;
     }
     int result = kResultDone;
-    if (job_.totalParts > 1 || job.FileCount <= 1 || job.FileIndex >= job.FileCount - 1) {
+    if (job_.totalParts > 1 || job.place.IsLast()) {
         result = WriteToFile(true);
     } else {
         // Enclosures that fit in one part share one file: leave it open for the next one.
@@ -513,7 +518,10 @@ int EncodeRun::FinalDelivery() {
 int EncodeRun::Run() {
     JobState& job = app_.job;
     ClearPartTable(app_.parts);
-    SelectAlphabet(job_.CurrentAlphabet, app_.config.encodemethod);
+    if (const std::string_view alphabet = AlphabetFor(EncodingForMethod(app_.config.encodemethod));
+        !alphabet.empty()) {
+        job_.CurrentAlphabet = alphabet;
+    }
     job_.lastPercent = -1;
     job_.bytesRead = 0;
     job_.part = 0;
@@ -527,7 +535,7 @@ int EncodeRun::Run() {
     if (job.CurrentFileFormat == 0) {
         return Abandon(kResultFailed);
     }
-    if (const int index = EncodingIndexForMethod(app_.config.encodemethod); index != 0) {
+    if (const int index = EncodingForMethod(app_.config.encodemethod); index != 0) {
         job.EncodingIndex = index;
     }
     if (size < 0 || size > static_cast<int64_t>(std::numeric_limits<uint32_t>::max())) {
@@ -544,7 +552,7 @@ int EncodeRun::Run() {
         return Abandon(kResultReported);
     }
     job_.InputSize = static_cast<uint32_t>(size);
-    if (job.EncodeToClipboard && job.FileCount - job.FileIndex >= 2) {
+    if (job.EncodeToClipboard && job.place.Remaining() >= 2) {
         ShowMessage(app_.ui, kMbExclamation,
                     "Encoding to Clipboard is not Supported for Multiple Enclosures.\r\nPlease "
                     "Choose One File at a Time.");
@@ -564,7 +572,7 @@ int EncodeRun::Run() {
     std::array<unsigned char, kBlockSize> block{};
     long lastRead = 1;
     while (lastRead > 0) {
-        if (job.CancelRequested) {
+        if (app_.cancel.Requested()) {
             return Abandon(kResultAborted);
         }
         if (!partOpen) {
@@ -628,7 +636,7 @@ int EncodeRun::Run() {
 
 }  // namespace
 
-int EncodeFile(AppState& app, BufFile input, int interactive) {
+int EncodeFile(EncodeContext& app, BufFile input, int interactive) {
     EncodeRun run(app, input, interactive);
     return run.Run();
 }

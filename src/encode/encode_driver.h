@@ -9,21 +9,21 @@
 
 namespace mandrel {
 
-struct AppState;
+struct EncodeContext;
 
 // input is the open input whose name is JobInputPath. Returns 0 done, 1 cancelled (files
 // written so far deleted), -1 encodetype is 0, -2 failed and reported, or MakeOutFile's -2/-3.
-int EncodeFile(AppState& app, BufFile input, int interactive);
+int EncodeFile(EncodeContext& app, BufFile input, int interactive);
 
 // The destination name of one part (see the naming rules of the encoder).
-std::string BuildOutputName(const AppState& app, std::string_view inputPath, int encoding, int part,
-                            int total);
+std::string BuildOutputName(const EncodeContext& app, std::string_view inputPath, int encoding,
+                            int part, int total);
 
 // Appends text to the part's block; past its capacity shows "Corrupted Encoding!" and drops
 // what the part had collected.
-void AppendOutput(AppState& app, std::string_view text);
+void AppendOutput(EncodeContext& app, std::string_view text);
 
-int HeaderSizeEstimate(const AppState& app, int format);
-int TrailerSizeEstimate(const AppState& app, int format);
+int HeaderSizeEstimate(const EncodeContext& app, int format);
+int TrailerSizeEstimate(const EncodeContext& app, int format);
 
 }  // namespace mandrel

@@ -8,8 +8,9 @@
 #include <string>
 #include <string_view>
 
+#include "codec/alphabets.h"
 #include "core/buf_file.h"
-#include "encode/alphabets.h"
+#include "core/job_context.h"
 
 namespace mandrel {
 
@@ -85,6 +86,14 @@ struct EncodeJob {
     std::string MimeBoundary;
     std::string_view CurrentAlphabet = UUAlphabet;
     BinHexEncoderState binhex;
+};
+
+// What the encoder works with: the shared job context and its own state. The context is a
+// virtual base so that one program can hold the encoder's and the decoder's state over the
+// same context.
+struct EncodeContext : virtual JobContext {
+    EncodeContext(UserPort& user, DeliveryPort& deliveryPort) : JobContext(user, deliveryPort) {}
+    EncodeJob encode;
 };
 
 }  // namespace mandrel

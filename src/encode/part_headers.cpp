@@ -4,24 +4,17 @@
 #include <cstdarg>
 #include <cstdint>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
+#include "codec/sum_r.h"
 #include "core/config.h"
 #include "core/format.h"
 #include "core/text_util.h"
-#include "encode/alphabets.h"
 #include "encode/encode_driver.h"
-#include "encode/sum_r.h"
+#include "encode/encode_job.h"
 
 namespace mandrel {
 
 namespace {
-
-std::string_view EncodingName(int encoding) {
-    if (encoding < 0 || encoding >= static_cast<int>(EncodingNames.size())) {
-        return {};
-    }
-    return EncodingNames[static_cast<std::size_t>(encoding)];
-}
 
 std::string LowerCase(std::string_view text) {
     std::string lower(text);
@@ -40,7 +33,7 @@ struct HeaderNames {
     std::string eol;
 };
 
-HeaderNames MakeHeaderNames(const AppState& app, std::string_view inputPath) {
+HeaderNames MakeHeaderNames(const EncodeContext& app, std::string_view inputPath) {
     HeaderNames names;
     names.base = std::string(FileNamePart(inputPath));
     names.stem = BaseNameNoExt(inputPath);
@@ -52,8 +45,8 @@ HeaderNames MakeHeaderNames(const AppState& app, std::string_view inputPath) {
 
 // The opening of the multipart text comes once per list: the files after the first continue
 // the same text and share its boundary.
-void AppendMultipartPrologue(AppState& app, const HeaderNames& n) {
-    if (app.job.FileIndex != 0) {
+void AppendMultipartPrologue(EncodeContext& app, const HeaderNames& n) {
+    if (!app.job.place.IsFirst()) {
         return;
     }
     AppendOutput(app, WorkArea("MIME-Version: 1.0%s", n.eol.c_str()));
@@ -62,7 +55,7 @@ void AppendMultipartPrologue(AppState& app, const HeaderNames& n) {
                                app.encode.MimeBoundary.c_str(), n.eol.c_str()));
 }
 
-void AppendMimeHeader(AppState& app, const HeaderNames& n) {
+void AppendMimeHeader(EncodeContext& app, const HeaderNames& n) {
     const char* eol = n.eol.c_str();
     const char* base = n.base.c_str();
     AppendMultipartPrologue(app, n);
@@ -75,7 +68,7 @@ void AppendMimeHeader(AppState& app, const HeaderNames& n) {
                  WorkArea("Content-Disposition: attachment; filename=\"%s\"%s%s", base, eol, eol));
 }
 
-void AppendBinHexHeader(AppState& app, const HeaderNames& n) {
+void AppendBinHexHeader(EncodeContext& app, const HeaderNames& n) {
     const char* eol = n.eol.c_str();
     const char* base = n.base.c_str();
     AppendMultipartPrologue(app, n);
@@ -89,7 +82,7 @@ void AppendBinHexHeader(AppState& app, const HeaderNames& n) {
     AppendOutput(app, WorkArea("%s(This file must be converted with BinHex 4.0)%s:", eol, eol));
 }
 
-void AppendSharPrologue(AppState& app, const HeaderNames& n, int part, int total) {
+void AppendSharPrologue(EncodeContext& app, const HeaderNames& n, int part, int total) {
     const char* eol = n.eol.c_str();
     const char* name = n.shortName.c_str();
     AppendOutput(
@@ -110,7 +103,7 @@ void AppendSharPrologue(AppState& app, const HeaderNames& n, int part, int total
 
 // Appends the format's own lines. Returns the "Subject:" line of the news formats that carry
 // one as their mail subject, empty for the others.
-std::string AppendFormatLines(AppState& app, const HeaderNames& n, int part, int total) {
+std::string AppendFormatLines(EncodeContext& app, const HeaderNames& n, int part, int total) {
     const char* eol = n.eol.c_str();
     const char* name = n.shortName.c_str();
     const int encoding = app.job.EncodingIndex;
@@ -214,7 +207,7 @@ bool BeginLineUsesLongName(int format) {
 }
 
 // The begin line is part of what "sum -r" covers, as the decoder's saved text would hold it.
-void AppendBeginLine(AppState& app, const HeaderNames& n) {
+void AppendBeginLine(EncodeContext& app, const HeaderNames& n) {
     const std::string& name =
         BeginLineUsesLongName(app.job.CurrentFileFormat) ? n.longName : n.shortName;
     const std::string line = WorkArea("begin 644 %s", name.c_str());
@@ -244,7 +237,7 @@ std::string WorkArea(const char* format, ...) {
     return text;
 }
 
-int WritePartHeader(AppState& app, std::string_view inputPath, int part, int total) {
+int WritePartHeader(EncodeContext& app, std::string_view inputPath, int part, int total) {
     app.encode.PartSum = 0;
     app.encode.PartSize = 0;
     const HeaderNames names = MakeHeaderNames(app, inputPath);

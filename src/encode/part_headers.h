@@ -8,11 +8,11 @@
 
 namespace mandrel {
 
-struct AppState;
+struct EncodeContext;
 
 // Resets the part's checksum counters, appends the header of part `part` of `total` and sets
 // the mail subject. Returns 0.
-int WritePartHeader(AppState& app, std::string_view inputPath, int part, int total);
+int WritePartHeader(EncodeContext& app, std::string_view inputPath, int part, int total);
 
 // The name written into headers: the short form is the base name as it stands (there are no
 // short names here); the long form puts a name holding a blank in double quotes.

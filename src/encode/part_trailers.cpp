@@ -3,15 +3,15 @@
 #include <cstdarg>
 #include <string>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
+#include "codec/sum_r.h"
 #include "core/config.h"
 #include "core/format.h"
 #include "core/text_util.h"
-#include "encode/alphabets.h"
 #include "encode/binhex_encoder.h"
 #include "encode/encode_driver.h"
+#include "encode/encode_job.h"
 #include "encode/part_headers.h"
-#include "encode/sum_r.h"
 
 namespace mandrel {
 
@@ -19,23 +19,18 @@ namespace {
 
 // One trailer line through the work area into the part's text.
 template <typename... Args>
-void AppendFormatted(AppState& app, const char* format, Args... args) {
+void AppendFormatted(EncodeContext& app, const char* format, Args... args) {
     AppendOutput(app, WorkArea(format, args...));
 }
 
-// A single file counts as a list of one.
-bool IsLastFileOfList(const AppState& app) {
-    return app.job.FileCount <= 1 || app.job.FileIndex >= app.job.FileCount - 1;
-}
-
-void AppendMimeClosingDelimiter(AppState& app, const char* eol) {
-    if (IsLastFileOfList(app)) {
+void AppendMimeClosingDelimiter(EncodeContext& app, const char* eol) {
+    if (app.job.place.IsLast()) {
         // No line end: the multipart text ends here.
         AppendFormatted(app, "%s--%s--", eol, app.encode.MimeBoundary.c_str());
     }
 }
 
-void EndData(AppState& app, const char* eol) {
+void EndData(EncodeContext& app, const char* eol) {
     switch (app.job.EncodingIndex) {
         case kEncodingUU:
         case kEncodingXX:
@@ -56,7 +51,7 @@ void EndData(AppState& app, const char* eol) {
 }
 
 // The section line says which lines it covers, by the part's place in the set.
-void AppendSectionEnding(AppState& app, int part, bool lastPart, const char* eol) {
+void AppendSectionEnding(EncodeContext& app, int part, bool lastPart, const char* eol) {
     if (part == 1) {
         if (lastPart) {
             AppendFormatted(app, "\"begin\" to \"end\")%s", eol);
@@ -70,7 +65,7 @@ void AppendSectionEnding(AppState& app, int part, bool lastPart, const char* eol
     }
 }
 
-void AppendChecksumLines(AppState& app, int part, bool lastPart, const char* eol) {
+void AppendChecksumLines(EncodeContext& app, int part, bool lastPart, const char* eol) {
     if (!lastPart) {
         AppendOutput(app, eol);
     }
@@ -85,7 +80,7 @@ void AppendChecksumLines(AppState& app, int part, bool lastPart, const char* eol
 
 // The script that makes every shar part self-extracting: once all pieces are present it
 // joins and decodes them and removes the pieces.
-void AppendSharScript(AppState& app, int part, int total, const std::string& name,
+void AppendSharScript(EncodeContext& app, int part, int total, const std::string& name,
                       const char* eol) {
     AppendFormatted(app, "END-------------- %s ------------ part %d/%d ---%s", name.c_str(), part,
                     total, eol);
@@ -100,7 +95,7 @@ void AppendSharScript(AppState& app, int part, int total, const std::string& nam
 }
 
 // Appends the format's closing lines; false when the format has none.
-bool AppendFormatTrailer(AppState& app, int part, int total, const std::string& name,
+bool AppendFormatTrailer(EncodeContext& app, int part, int total, const std::string& name,
                          const char* eol) {
     switch (app.job.CurrentFileFormat) {
         case kCompBinaries:
@@ -154,7 +149,7 @@ bool AppendFormatTrailer(AppState& app, int part, int total, const std::string& 
 
 }  // namespace
 
-int WritePartTrailer(AppState& app, int part, int total, std::string_view name) {
+int WritePartTrailer(EncodeContext& app, int part, int total, std::string_view name) {
     const std::string eolText(EndOfLineString(app.config));
     const char* eol = eolText.c_str();
     const bool lastPart = part == total;

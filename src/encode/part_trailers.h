@@ -6,9 +6,9 @@
 
 namespace mandrel {
 
-struct AppState;
+struct EncodeContext;
 
 // name is the input's base name. Returns 0.
-int WritePartTrailer(AppState& app, int part, int total, std::string_view name);
+int WritePartTrailer(EncodeContext& app, int part, int total, std::string_view name);
 
 }  // namespace mandrel

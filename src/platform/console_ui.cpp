@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <array>
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
@@ -110,8 +111,6 @@ int AnswerFor(std::string_view line) {
 }
 
 // The decoder's dialogs on the terminal.
-constexpr int kDecodeErrorAbort = 200;
-constexpr int kRetryAbort = 0;
 constexpr std::string_view kDecodeErrorPrompt =
     "[s]kip this line, [d]ecode this line, decode [a]ll invalid lines, sk[i]p all invalid lines, "
     "a[b]ort? ";
@@ -150,25 +149,48 @@ std::string TerminalSafe(std::string_view text) {
     return shown;
 }
 
-// Decode Error: Enter is the dialog's default button, skip this line.
-std::optional<int> DecodeErrorAnswer(std::string_view line) {
-    const std::string answer = Normalised(line);
-    if (answer.empty() || answer == "s") {
-        return 602;
-    }
-    if (answer == "d") {
-        return 603;
-    }
-    if (answer == "a") {
-        return 604;
-    }
-    if (answer == "i") {
-        return 605;
-    }
-    if (answer == "b") {
-        return kDecodeErrorAbort;
+// The typed words of a question's answers; the first answer of a table is the one Enter takes
+// where the dialog has a default button.
+template <typename Answer>
+struct TypedAnswer {
+    std::string_view word;
+    std::string_view longWord;
+    Answer answer;
+};
+
+template <typename Answer, std::size_t N>
+std::optional<Answer> LookUp(const std::array<TypedAnswer<Answer>, N>& table,
+                             std::string_view typed) {
+    for (const TypedAnswer<Answer>& row : table) {
+        if (typed == row.word || (!row.longWord.empty() && typed == row.longWord)) {
+            return row.answer;
+        }
     }
     return std::nullopt;
+}
+
+// Decode Error: Enter is the dialog's default button, skip this line.
+constexpr std::array<TypedAnswer<DecodeErrorChoice>, 6> kDecodeErrorAnswers{{
+    {"", "", DecodeErrorChoice::SkipLine},
+    {"s", "", DecodeErrorChoice::SkipLine},
+    {"d", "", DecodeErrorChoice::DecodeLine},
+    {"a", "", DecodeErrorChoice::DecodeAll},
+    {"i", "", DecodeErrorChoice::SkipAll},
+    {"b", "", DecodeErrorChoice::Abort},
+}};
+
+constexpr std::array<TypedAnswer<EncodeOrDecodeChoice>, 3> kEncodeOrDecodeAnswers{{
+    {"e", "encode", EncodeOrDecodeChoice::Encode},
+    {"d", "decode", EncodeOrDecodeChoice::Decode},
+    {"c", "cancel", EncodeOrDecodeChoice::Cancel},
+}};
+
+std::optional<DecodeErrorChoice> DecodeErrorAnswer(std::string_view line) {
+    return LookUp(kDecodeErrorAnswers, Normalised(line));
+}
+
+std::optional<EncodeOrDecodeChoice> EncodeOrDecodeAnswer(std::string_view line) {
+    return LookUp(kEncodeOrDecodeAnswers, Normalised(line));
 }
 
 bool IsRetryFormat(int id) {
@@ -189,40 +211,26 @@ std::string RetryFormatList() {
 }
 
 // Retry Decoding: Enter retries with the list's selected entry, Single File.
-std::optional<int> RetryAnswer(std::string_view line) {
+std::optional<RetryChoice> RetryAnswer(std::string_view line) {
     const std::string answer = Normalised(line);
     if (answer.empty()) {
-        return kFormatSingleFile;
+        return RetryChoice::Format(kFormatSingleFile);
     }
     if (answer == "a" || answer == "all") {
-        return kFormatTryAll;
+        return RetryChoice::TryAllFormats();
     }
     if (answer == "q" || answer == "quit") {
-        return kRetryAbort;
+        return RetryChoice::Abort();
     }
     if (answer.size() <= 2 && std::isdigit(static_cast<unsigned char>(answer.front())) != 0 &&
         std::isdigit(static_cast<unsigned char>(answer.back())) != 0) {
         const int id = std::stoi(answer);
-        return IsRetryFormat(id) ? std::optional<int>(id) : std::nullopt;
+        return IsRetryFormat(id) ? std::optional(RetryChoice::Format(id)) : std::nullopt;
     }
     for (const FileFormatRow& row : FileFormatTable()) {
         if (IsRetryFormat(row.id) && answer == Normalised(row.name)) {
-            return row.id;
+            return RetryChoice::Format(row.id);
         }
-    }
-    return std::nullopt;
-}
-
-std::optional<int> EncodeOrDecodeAnswer(std::string_view line) {
-    const std::string answer = Normalised(line);
-    if (answer == "e" || answer == "encode") {
-        return kIdNo;  // the dialog's Encode button ends it with 7
-    }
-    if (answer == "d" || answer == "decode") {
-        return kIdYes;  // Decode ends it with 6
-    }
-    if (answer == "c" || answer == "cancel") {
-        return kIdCancel;
     }
     return std::nullopt;
 }
@@ -230,10 +238,11 @@ std::optional<int> EncodeOrDecodeAnswer(std::string_view line) {
 // Shows the text (and a list under it) on the terminal and asks until an answer is accepted.
 // No terminal: nothing (the caller shows the text elsewhere). The end of the input or an
 // interrupt counts as the dialog's Escape, which the caller supplies as well.
-std::optional<int> AskChoice(const ConsoleUi::Options& options,
-                             const volatile std::sig_atomic_t* interrupt, std::string_view text,
-                             std::string_view list, std::string_view prompt,
-                             std::optional<int> (*parse)(std::string_view), int escape) {
+template <typename Answer>
+std::optional<Answer> AskChoice(const ConsoleUi::Options& options,
+                                const volatile std::sig_atomic_t* interrupt, std::string_view text,
+                                std::string_view list, std::string_view prompt,
+                                std::optional<Answer> (*parse)(std::string_view), Answer escape) {
     const Terminal terminal(options.allowQuestions ? options.terminalPath : std::string());
     if (!terminal.Open()) {
         return std::nullopt;
@@ -247,7 +256,7 @@ std::optional<int> AskChoice(const ConsoleUi::Options& options,
             terminal.Write("\n");
             return escape;
         }
-        if (const std::optional<int> answer = parse(*line)) {
+        if (const std::optional<Answer> answer = parse(*line)) {
             return answer;
         }
     }
@@ -381,32 +390,28 @@ int ConsoleUi::SendMail(const MailMessage& /*message*/, bool /*report*/) {
     return kMailNotSupported;
 }
 
-int ConsoleUi::DecodeErrorDialog(std::string_view text) {
-    const std::optional<int> answer =
-        AskChoice(options_, interruptFlag_, text, {}, kDecodeErrorPrompt, DecodeErrorAnswer,
-                  kDecodeErrorAbort);
+// Without a terminal the question's text is shown and the dialog's Escape taken.
+template <typename Answer>
+Answer ConsoleUi::Ask(std::string_view text, std::string_view list, std::string_view prompt,
+                      std::optional<Answer> (*parse)(std::string_view), Answer escape) const {
+    const std::optional<Answer> answer =
+        AskChoice(options_, interruptFlag_, text, list, prompt, parse, escape);
     if (!answer) {
         WriteError(TerminalSafe(text));
     }
-    return answer.value_or(kDecodeErrorAbort);
+    return answer.value_or(escape);
 }
 
-int ConsoleUi::RetryDecodingDialog(std::string_view text) {
-    const std::optional<int> answer = AskChoice(options_, interruptFlag_, text, RetryFormatList(),
-                                                kRetryPrompt, RetryAnswer, kRetryAbort);
-    if (!answer) {
-        WriteError(TerminalSafe(text));
-    }
-    return answer.value_or(kRetryAbort);
+DecodeErrorChoice ConsoleUi::DecodeErrorDialog(std::string_view text) {
+    return Ask(text, {}, kDecodeErrorPrompt, DecodeErrorAnswer, DecodeErrorChoice::Abort);
 }
 
-int ConsoleUi::EncodeOrDecodeDialog(std::string_view text) {
-    const std::optional<int> answer = AskChoice(
-        options_, interruptFlag_, text, {}, kEncodeOrDecodePrompt, EncodeOrDecodeAnswer, kIdCancel);
-    if (!answer) {
-        WriteError(TerminalSafe(text));
-    }
-    return answer.value_or(kIdCancel);
+RetryChoice ConsoleUi::RetryDecodingDialog(std::string_view text) {
+    return Ask(text, RetryFormatList(), kRetryPrompt, RetryAnswer, RetryChoice::Abort());
+}
+
+EncodeOrDecodeChoice ConsoleUi::EncodeOrDecodeDialog(std::string_view text) {
+    return Ask(text, {}, kEncodeOrDecodePrompt, EncodeOrDecodeAnswer, EncodeOrDecodeChoice::Cancel);
 }
 
 void ConsoleUi::ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,

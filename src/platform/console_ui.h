@@ -5,13 +5,15 @@
 
 #include <csignal>
 #include <functional>
+#include <optional>
 #include <string>
 
-#include "core/ui_port.h"
+#include "core/delivery_port.h"
+#include "core/user_port.h"
 
 namespace mandrel {
 
-class ConsoleUi : public UiPort {
+class ConsoleUi : public UserPort, public DeliveryPort {
 public:
     struct Options {
         std::string productName;
@@ -41,14 +43,17 @@ public:
     SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
     ClipboardResult PutClipboardText(std::string text) override;
     int SendMail(const MailMessage& message, bool report) override;
-    int DecodeErrorDialog(std::string_view text) override;
-    int RetryDecodingDialog(std::string_view text) override;
-    int EncodeOrDecodeDialog(std::string_view text) override;
+    DecodeErrorChoice DecodeErrorDialog(std::string_view text) override;
+    RetryChoice RetryDecodingDialog(std::string_view text) override;
+    EncodeOrDecodeChoice EncodeOrDecodeDialog(std::string_view text) override;
     void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
                                const std::vector<std::string>& lines) override;
 
 private:
     void WriteError(std::string_view text) const;
+    template <typename Answer>
+    Answer Ask(std::string_view text, std::string_view list, std::string_view prompt,
+               std::optional<Answer> (*parse)(std::string_view), Answer escape) const;
     int AskQuestion(std::string_view text) const;
 
     Options options_;

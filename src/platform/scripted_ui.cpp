@@ -65,31 +65,32 @@ int ScriptedUi::SendMail(const MailMessage& message, bool /*report*/) {
 
 namespace {
 
-int NextAnswer(std::deque<int>& answers, int fallback, int& unanswered) {
+template <typename Answer>
+Answer NextAnswer(std::deque<Answer>& answers, Answer fallback, int& unanswered) {
     if (answers.empty()) {
         ++unanswered;
         return fallback;
     }
-    const int answer = answers.front();
+    const Answer answer = answers.front();
     answers.pop_front();
     return answer;
 }
 
 }  // namespace
 
-int ScriptedUi::DecodeErrorDialog(std::string_view text) {
+DecodeErrorChoice ScriptedUi::DecodeErrorDialog(std::string_view text) {
     dialogs.push_back({"DecodeError", std::string(text), {}});
-    return NextAnswer(decodeErrorAnswers, 200, unansweredQuestions);
+    return NextAnswer(decodeErrorAnswers, DecodeErrorChoice::Abort, unansweredQuestions);
 }
 
-int ScriptedUi::RetryDecodingDialog(std::string_view text) {
+RetryChoice ScriptedUi::RetryDecodingDialog(std::string_view text) {
     dialogs.push_back({"RetryDecoding", std::string(text), {}});
-    return NextAnswer(retryAnswers, 0, unansweredQuestions);
+    return NextAnswer(retryAnswers, RetryChoice::Abort(), unansweredQuestions);
 }
 
-int ScriptedUi::EncodeOrDecodeDialog(std::string_view text) {
+EncodeOrDecodeChoice ScriptedUi::EncodeOrDecodeDialog(std::string_view text) {
     dialogs.push_back({"EncodeOrDecode", std::string(text), {}});
-    return NextAnswer(encodeOrDecodeAnswers, 2, unansweredQuestions);
+    return NextAnswer(encodeOrDecodeAnswers, EncodeOrDecodeChoice::Cancel, unansweredQuestions);
 }
 
 void ScriptedUi::ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,

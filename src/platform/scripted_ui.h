@@ -1,6 +1,6 @@
-// The scripted back end of the user-interface port: records every message, status text and
-// progress value, and answers each question and dialog from a script. Used by the tests and the
-// fuzz targets.
+// The scripted back end of the user's port and the delivery port: records every message, status
+// text, progress value and delivery, and answers each question and dialog from a script. Used
+// by the tests and the fuzz targets.
 #pragma once
 
 #include <deque>
@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "core/ui_port.h"
+#include "core/delivery_port.h"
+#include "core/user_port.h"
 
 namespace mandrel {
 
-class ScriptedUi : public UiPort {
+class ScriptedUi : public UserPort, public DeliveryPort {
 public:
     struct ShownMessage {
         int style;
@@ -27,9 +28,9 @@ public:
     SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
     ClipboardResult PutClipboardText(std::string text) override;
     int SendMail(const MailMessage& message, bool report) override;
-    int DecodeErrorDialog(std::string_view text) override;
-    int RetryDecodingDialog(std::string_view text) override;
-    int EncodeOrDecodeDialog(std::string_view text) override;
+    DecodeErrorChoice DecodeErrorDialog(std::string_view text) override;
+    RetryChoice RetryDecodingDialog(std::string_view text) override;
+    EncodeOrDecodeChoice EncodeOrDecodeDialog(std::string_view text) override;
     void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
                                const std::vector<std::string>& lines) override;
 
@@ -56,17 +57,16 @@ public:
     std::deque<int> mailResults;  // none left: 0
 
     // The decoder's dialogs: what they showed and the scripted answers. With no answer left,
-    // Decode Error aborts (200), Retry Decoding aborts (0), Encode or Decode cancels (2); each
-    // such unscripted dialog is counted in unansweredQuestions too.
+    // each aborts or cancels, and is counted in unansweredQuestions too.
     struct Dialog {
         std::string kind;  // "DecodeError", "RetryDecoding", "EncodeOrDecode", "ChecksumDetails"
         std::string text;
         std::vector<std::string> lines;  // the checksum details
     };
     std::vector<Dialog> dialogs;
-    std::deque<int> decodeErrorAnswers;
-    std::deque<int> retryAnswers;
-    std::deque<int> encodeOrDecodeAnswers;
+    std::deque<DecodeErrorChoice> decodeErrorAnswers;
+    std::deque<RetryChoice> retryAnswers;
+    std::deque<EncodeOrDecodeChoice> encodeOrDecodeAnswers;
 };
 
 }  // namespace mandrel

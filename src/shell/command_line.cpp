@@ -4,8 +4,8 @@
 #include <cctype>
 #include <cstddef>
 
-#include "core/app_state.h"
 #include "core/format.h"
+#include "shell/app_state.h"
 
 namespace mandrel {
 
@@ -49,7 +49,7 @@ bool ValidInOutputName(char c) {
     }
 }
 
-void AddRecipient(JobState& job, std::string_view name) {
+void AddRecipient(RunOptions& job, std::string_view name) {
     // The table holds kMaxRecipients; later ones are read and dropped.
     if (job.Recipients.size() >= static_cast<std::size_t>(kMaxRecipients)) {
         return;
@@ -58,7 +58,7 @@ void AddRecipient(JobState& job, std::string_view name) {
 }
 
 // Reads the recipients that follow "M"; returns where switch reading goes on.
-std::size_t ReadRecipients(JobState& job, std::string_view text, std::size_t pos) {
+std::size_t ReadRecipients(RunOptions& job, std::string_view text, std::size_t pos) {
     pos = SkipBlanksFrom(text, pos);
     for (;;) {
         std::size_t end = pos;
@@ -78,7 +78,7 @@ std::size_t ReadRecipients(JobState& job, std::string_view text, std::size_t pos
 }
 
 // Reads the output name of the O switch that starts at switchPos; returns where reading goes on.
-std::size_t ReadOutputName(JobState& job, std::string_view text, std::size_t switchPos) {
+std::size_t ReadOutputName(RunOptions& job, std::string_view text, std::size_t switchPos) {
     std::size_t pos = SkipBlanksFrom(text, std::min(switchPos + 4, text.size()));
     const std::size_t start = pos;
     while (pos < text.size() && ValidInOutputName(text[pos])) {
@@ -120,7 +120,7 @@ char Upper(char c) {
 
 // Reads switches while they last; returns where the file names begin.
 std::size_t ReadSwitches(AppState& app, std::string_view text) {
-    JobState& job = app.job;
+    RunOptions& job = app.options;
     std::size_t pos = 0;
     for (;;) {
         pos = SkipBlanksFrom(text, pos);
@@ -177,7 +177,7 @@ std::size_t ReadSwitches(AppState& app, std::string_view text) {
     }
 }
 
-void AddFileName(JobState& job, std::string_view name) {
+void AddFileName(FileListState& job, std::string_view name) {
     // An empty name (two commas in a row, "") names no file.
     if (name.empty() || job.FileList.size() >= static_cast<std::size_t>(kMaxFileList)) {
         return;
@@ -185,7 +185,7 @@ void AddFileName(JobState& job, std::string_view name) {
     job.FileList.emplace_back(name);
 }
 
-void ReadFileNames(JobState& job, std::string_view text, std::size_t pos) {
+void ReadFileNames(FileListState& job, std::string_view text, std::size_t pos) {
     for (;;) {
         pos = SkipBlanksFrom(text, pos);
         if (pos >= text.size()) {
@@ -241,18 +241,18 @@ bool IsBareOutputSwitch(std::string_view argument) {
 }  // namespace
 
 void ParseCommandLine(AppState& app, std::string_view commandLine) {
-    JobState& job = app.job;
-    job.FileList.clear();
-    job.FileCount = 0;
-    job.FileIndex = 0;
-    job.CommandLineOutputName.clear();
+    FileListState& list = app.list;
+    list.FileList.clear();
+    list.FileCount = 0;
+    list.FileIndex = 0;
+    app.options.CommandLineOutputName.clear();
 
     const std::size_t names = ReadSwitches(app, commandLine);
-    ReadFileNames(job, commandLine, names);
-    job.FileCount = static_cast<int>(job.FileList.size());
+    ReadFileNames(list, commandLine, names);
+    list.FileCount = static_cast<int>(list.FileList.size());
 }
 
-std::string JoinArguments(const std::vector<std::string>& arguments) {
+std::string JoinArguments(const std::vector<std::string>& arguments, std::size_t namesFrom) {
     std::string line;
     // The O switch takes blanks and quotes into its name and the M switch reads its recipient
     // list as it stands, so the argument after either is passed unquoted.
@@ -262,7 +262,11 @@ std::string JoinArguments(const std::vector<std::string>& arguments) {
         if (i > 0) {
             line += '\t';
         }
-        if (rawNext) {
+        if (i >= namesFrom && !argument.empty() && argument.find('"') == std::string::npos) {
+            line += '"';
+            line += argument;
+            line += '"';
+        } else if (rawNext) {
             line += argument;
             rawNext = false;
         } else if (IsBareOutputSwitch(argument)) {

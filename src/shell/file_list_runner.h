@@ -1,28 +1,22 @@
-// Works through FileList as the main window's chain of next-file and encode-file messages does,
-// without a message queue: one file after the other, each ended by EndOfJob.
+// Works through the file list as the main window's chain of next-file messages does, without
+// a message queue: one job after the other, each ended by EndOfJob.
 #pragma once
 
 #include <functional>
-#include <string>
 #include <vector>
+
+#include "shell/job_runner.h"
 
 namespace mandrel {
 
 struct AppState;
 
-struct FileRunOutcome {
-    std::string path;
-    int result = 0;      // the job result code (0 done, 1 aborted, negative failures)
-    int direction = 0;   // the JobDirection the file was run with
-    std::string report;  // the report sentence of a success or abort, "" when there is none
-    bool checksumDifferences = false;  // decoded, but the carried checksums disagree
-    bool warnings = false;             // done with warnings: the report says "Apparently"
-};
-
-// Runs every entry of FileList, stopping early when an input cannot be read or a quit is
-// requested. Returns one outcome for each file that was started; onFileDone, when given, sees
-// each one as soon as its file is finished.
-std::vector<FileRunOutcome> RunFileList(
-    AppState& app, const std::function<void(const FileRunOutcome&)>& onFileDone = {});
+// Runs every entry of the list, stopping early when an input cannot be read or a quit is
+// requested; with decodejoin set, several decoded inputs are joined into one job. Returns the
+// outcome of each job that was started; onJobDone, when given, sees each one as soon as its
+// job is over. prepare, when given, may adjust each job's request before it starts.
+std::vector<JobOutcome> RunFileList(AppState& app,
+                                    const std::function<void(const JobOutcome&)>& onJobDone = {},
+                                    const std::function<void(JobRequest&)>& prepare = {});
 
 }  // namespace mandrel

@@ -3,13 +3,13 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "core/app_state.h"
+#include "codec/alphabets.h"
 #include "core/format.h"
+#include "core/job_status.h"
 #include "core/text_util.h"
 #include "decode/checksum_verify.h"
-#include "encode/alphabets.h"
 #include "encode/encode_driver.h"
-#include "shell/job_status.h"
+#include "shell/app_state.h"
 
 namespace mandrel {
 
@@ -25,9 +25,7 @@ struct ReportWords {
 ReportWords WordsFor(const AppState& app, int direction, int encoding) {
     ReportWords words;
     words.verb = std::string(DirectionVerb(direction));
-    if (encoding >= 0 && encoding < static_cast<int>(EncodingNames.size())) {
-        words.method = std::string(EncodingNames[encoding]);
-    }
+    words.method = std::string(EncodingName(encoding));
     words.preposition = direction == kDirectionEncode ? "to" : "as";
     words.name = std::string(FileNamePart(app.job.JobInputPath));
     return words;
@@ -59,6 +57,13 @@ std::string SuccessSentence(const AppState& app, const ReportWords& w, int direc
 
 }  // namespace
 
+std::string OutputSentence(const AppState& app, const MadeOutput& output) {
+    const ReportWords w = WordsFor(app, kDirectionDecode, output.encoding);
+    return Format("%s %s %s %sd %s\r\n%s", w.name.c_str(),
+                  app.job.JobWarnings ? "Apparently" : "Successfully", w.method.c_str(),
+                  w.verb.c_str(), w.preposition.c_str(), output.path.c_str());
+}
+
 int RunChecksumTest(AppState& app, int direction) {
     app.decode.checksumDataPresent = false;
     const bool testing = app.config.decodetestchecksum != 0;
@@ -72,10 +77,6 @@ int RunChecksumTest(AppState& app, int direction) {
         app.job.ReportExtraText = "\r\nChecksum data found valid.";
     }
     return 0;
-}
-
-int RunChecksumTest(AppState& app) {
-    return RunChecksumTest(app, app.job.JobDirection);
 }
 
 std::string JobReportSentence(const AppState& app, int result, int direction, int encoding,
@@ -98,73 +99,81 @@ std::string JobReportSentence(const AppState& app, int result, int direction, in
     }
 }
 
-void ShowJobReport(AppState& app, int result, int direction, int encoding, int parts) {
-    if (app.config.nostatusmessages != 0) {
+JobReport MakeJobReport(AppState& app, int result, int direction) {
+    JobReport report{result, direction, {}, false};
+    // Taken now: EndOfJob clears the names the sentence is made of.
+    if (result == kResultDone && app.config.nostatusmessages == 0 &&
+        RunChecksumTest(app, direction) > 0) {
+        report.checksumDifferences = true;
+        return report;
+    }
+    report.sentence =
+        JobReportSentence(app, result, direction, app.job.EncodingIndex, app.parts.JobPartCount);
+    return report;
+}
+
+void ShowJobReport(AppState& app, const JobReport& report) {
+    if (app.config.nostatusmessages != 0 || report.checksumDifferences) {
         return;
     }
-    // A decode whose checksums disagree shows the differences instead of a report.
-    if (result == kResultDone && RunChecksumTest(app, direction) > 0) {
-        return;
-    }
-    const std::string sentence = JobReportSentence(app, result, direction, encoding, parts);
-    switch (result) {
+    switch (report.result) {
         case kResultReported:
         case kResultDialogCancelled:
             return;
         case kResultFailed:
             RemoveOutputFile(app.job.JobOutputPath);
-            app.ui.Message(kMbExclamation, sentence);
+            app.ui.Message(kMbExclamation, report.sentence);
             return;
         case kResultAborted:
             if (!app.job.EncodeToClipboard) {
                 RemoveOutputFile(app.job.JobOutputPath);
             }
-            app.ui.Message(kMbInformation, sentence);
+            app.ui.Message(kMbInformation, report.sentence);
             return;
         default:
-            app.ui.Message(kMbPlain, sentence);
+            app.ui.Message(kMbPlain, report.sentence);
             return;
     }
 }
 
-int EndOfJob(AppState& app, int result, int direction) {
+int EndOfJob(AppState& app, const JobReport& jobReport) {
+    FileListState& list = app.list;
+    RunOptions& options = app.options;
     JobState& job = app.job;
     int more = 0;
     bool report = true;
-    if (job.FileCount > 0) {
-        if (job.FileIndex >= 0 && job.FileIndex < static_cast<int>(job.FileList.size())) {
-            job.FileList[static_cast<std::size_t>(job.FileIndex)].clear();
+    if (list.FileCount > 0) {
+        if (list.FileIndex >= 0 && list.FileIndex < static_cast<int>(list.FileList.size())) {
+            list.FileList[static_cast<std::size_t>(list.FileIndex)].clear();
         }
-        report = job.ListFromUser;
-        ++job.FileIndex;
-        if (job.FileIndex >= job.FileCount) {
-            if (!job.ListFromUser) {
-                job.QuitRequested = true;
+        report = list.ListFromUser;
+        ++list.FileIndex;
+        if (list.FileIndex >= list.FileCount) {
+            if (!list.ListFromUser) {
+                app.QuitRequested = true;
                 report = false;
             }
-            job.ListFromUser = false;
-            job.FileCount = 0;
-            job.FileIndex = 0;
-            job.FileList.clear();
+            list = FileListState{};
             job.JobDirection = kDirectionNone;
-            job.CmdLineEncode = 0;
-            job.ListFromMail = false;
-            job.CommandLineOutputName.clear();
-            job.EncodeToMail = false;
-            job.Recipients.clear();
+            options.CmdLineEncode = 0;
+            options.CommandLineOutputName.clear();
+            options.EncodeToMail = false;
+            options.Recipients.clear();
         } else {
             more = 1;
         }
     }
-    if (!job.QuitRequested && report) {
-        ShowJobReport(app, result, direction, job.EncodingIndex, app.parts.JobPartCount);
+    if (!app.QuitRequested && report) {
+        ShowJobReport(app, jobReport);
     }
-    if (job.InputIsTemporary && std::remove(job.JobInputPath.c_str()) != 0) {
+    // A temporary input that a failed join already removed is no news.
+    if (job.InputIsTemporary && std::remove(job.JobInputPath.c_str()) != 0 && errno != ENOENT) {
         ShowSystemError(app.ui, errno, kMbExclamation, "Could Not Delete %s because",
                         job.JobInputPath.c_str());
     }
     job.InputIsTemporary = false;
-    job.JoinedInputsDirectory.clear();
+    job.inputDirectory.clear();
+    job.outputDirectory.clear();
     job.JobInputPath.clear();
     job.JobWarnings = false;
     job.ReportExtraText.clear();

@@ -1,6 +1,5 @@
 // The engines' only way to the user: messages, status, progress, pumping, the questions and
-// file dialogs, and the clipboard and e-mail destinations. The desktop, the console and the
-// tests each supply a back end.
+// the file dialog. The desktop, the console and the tests each supply a back end.
 #pragma once
 
 #include <string>
@@ -41,30 +40,21 @@ struct SaveDialogResult {
     long errorCode = 0;  // for Error
 };
 
-// Outcome of handing a part's text to the clipboard.
-struct ClipboardResult {
-    bool ok = true;
-    const char* failedAction =
-        "";  // "Open", "Obtain Ownership of", "Write Encoded Data to", "Close"
-    int errorCode = 0;
+// The decoder's questions, answered by name.
+enum class DecodeErrorChoice { SkipLine, DecodeLine, DecodeAll, SkipAll, Abort };
+enum class EncodeOrDecodeChoice { Encode, Decode, Cancel };
+struct RetryChoice {
+    enum class Kind { Abort, TryAllFormats, Format };
+    Kind kind = Kind::Abort;
+    int format = 0;  // a decodable format id (3..20) for Format
+    static RetryChoice Abort() { return {}; }
+    static RetryChoice TryAllFormats() { return {Kind::TryAllFormats, 0}; }
+    static RetryChoice Format(int id) { return {Kind::Format, id}; }
 };
 
-struct MailRecipient {
-    std::string name;
-    std::string address;  // "SMTP:" and the address as typed
-};
-struct MailMessage {
-    std::string subject;
-    std::string noteText;
-    std::string messageType;  // the internal name
-    std::string dateReceived = "(none)";
-    int flags = 1;  // unread
-    std::vector<MailRecipient> recipients;
-};
-
-class UiPort {
+class UserPort {
 public:
-    virtual ~UiPort() = default;
+    virtual ~UserPort() = default;
     // Shows text with the product name as caption; returns the button pressed.
     virtual int Message(int style, std::string_view text) = 0;
     virtual void Status(std::string_view text) = 0;
@@ -73,33 +63,28 @@ public:
     virtual void Pump(int count) = 0;
     virtual void BusyCursor(bool busy) = 0;
     virtual SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) = 0;
-    // Takes the text over as the clipboard's text.
-    virtual ClipboardResult PutClipboardText(std::string text) = 0;
-    // Sends one message; 0 on success, else a mail result code (reported when report is set).
-    virtual int SendMail(const MailMessage& message, bool report) = 0;
-
-    // The decoder's questions. "Decode Error" shows text and returns the button chosen: 602
-    // skip this line, 603 decode this line, 604 decode all, 605 skip all, 200 abort (the
-    // warning that confirms 602 to 605 is the decoder's own question, asked afterwards).
-    virtual int DecodeErrorDialog(std::string_view text) = 0;
-    // "Retry Decoding": 0 abort, 1 try all formats, or the chosen decodable format id 3..20.
-    virtual int RetryDecodingDialog(std::string_view text) = 0;
-    // "Encode or Decode?": 7 encode, 6 decode, 2 cancel.
-    virtual int EncodeOrDecodeDialog(std::string_view text) = 0;
+    // The decoder's questions. "Decode Error" shows text; Enter is Skip This Line and Escape
+    // is Abort (the warning that confirms a way of going on is the decoder's own question,
+    // asked afterwards).
+    virtual DecodeErrorChoice DecodeErrorDialog(std::string_view text) = 0;
+    // "Retry Decoding": abort, try all formats, or one decodable format.
+    virtual RetryChoice RetryDecodingDialog(std::string_view text) = 0;
+    // "Encode or Decode?".
+    virtual EncodeOrDecodeChoice EncodeOrDecodeDialog(std::string_view text) = 0;
     // The checksum differences after a decode, one tab-separated line each.
     virtual void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
                                        const std::vector<std::string>& lines) = 0;
 };
 
 // The described helpers over the port; templates are printf-style.
-[[gnu::format(printf, 3, 4)]] int ShowMessage(UiPort& ui, int style, const char* format, ...);
-[[gnu::format(printf, 4, 5)]] int ShowSystemError(UiPort& ui, int errorCode, int style,
+[[gnu::format(printf, 3, 4)]] int ShowMessage(UserPort& ui, int style, const char* format, ...);
+[[gnu::format(printf, 4, 5)]] int ShowSystemError(UserPort& ui, int errorCode, int style,
                                                   const char* format, ...);
-[[gnu::format(printf, 2, 3)]] void ShowStatus(UiPort& ui, const char* format, ...);
-void SetProgress(UiPort& ui, int position);
-void PumpMessages(UiPort& ui, int count);
-void SetBusyCursor(UiPort& ui);
-void RestoreCursor(UiPort& ui);
+[[gnu::format(printf, 2, 3)]] void ShowStatus(UserPort& ui, const char* format, ...);
+void SetProgress(UserPort& ui, int position);
+void PumpMessages(UserPort& ui, int count);
+void SetBusyCursor(UserPort& ui);
+void RestoreCursor(UserPort& ui);
 
 // The system's own description of an error code.
 std::string SystemErrorText(int errorCode);

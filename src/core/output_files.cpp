@@ -1,4 +1,4 @@
-#include "shell/output_files.h"
+#include "core/output_files.h"
 
 #include <algorithm>
 #include <array>
@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <utility>
 
-#include "core/app_state.h"
+#include "core/job_context.h"
 #include "core/format.h"
 #include "core/text_util.h"
-#include "shell/job_status.h"
+#include "core/job_status.h"
 
 namespace mandrel {
 
@@ -43,7 +43,7 @@ std::string_view LocalFileName(std::string_view path) {
 }
 
 // Shows the save dialog until it gives a usable answer. Returns 0 with path set, or -3.
-int AskOutputName(AppState& app, std::string& path, int direction,
+int AskOutputName(JobContext& app, std::string& path, int direction,
                   const std::string& initialDirectory) {
     SaveDialogRequest request;
     request.direction = direction;
@@ -90,10 +90,12 @@ int EncodingForExtension(std::string_view extension) {
     return 0;
 }
 
-BufFile MakeOutFile(AppState& app, std::string& name, int direction, int ask) {
+BufFile MakeOutFile(JobContext& app, std::string& name, int direction, int ask) {
     const Config& config = app.config;
     std::string initialDirectory;
-    if (direction == kDirectionDecode && config.decodedirselect == kDirUserSpecified) {
+    if (!app.job.outputDirectory.empty() && direction != kDirectionConcatenate) {
+        initialDirectory = app.job.outputDirectory;
+    } else if (direction == kDirectionDecode && config.decodedirselect == kDirUserSpecified) {
         initialDirectory = config.decodedir;
     } else if (direction == kDirectionEncode && config.encodedirselect == kDirUserSpecified) {
         initialDirectory = config.encodedir;
@@ -126,37 +128,6 @@ BufFile MakeOutFile(AppState& app, std::string& name, int direction, int ask) {
         return kResultReported;
     }
     return output;
-}
-
-int ChooseListAction(AppState& app, std::string_view path) {
-    if (app.job.CmdLineEncode != 0) {
-        return WM_ENCODEFILE;
-    }
-    const int method = app.config.decodemethod;
-    if (method == kDecodeByFileName) {
-        const std::size_t dot = path.rfind('.');
-        if (dot == std::string_view::npos) {
-            return WM_ENCODEFILE;
-        }
-        const int encoding = EncodingForExtension(path.substr(dot));
-        if (encoding == 0) {
-            return WM_ENCODEFILE;
-        }
-        app.job.EncodingIndex = encoding;
-        return WM_DECODEFILE;
-    }
-    if (method == kDecodeByDataInput) {
-        if (app.job.JobDirection == kDirectionEncode) {
-            return WM_ENCODEFILE;
-        }
-        app.job.EncodingIndex = 0;
-        return WM_DECODEFILE;
-    }
-    if (method >= kMethodUU && method <= kMethodBinHex) {
-        app.job.EncodingIndex = method - kMethodUU + 1;
-        return WM_DECODEFILE;
-    }
-    return WM_ENCODEFILE;
 }
 
 }  // namespace mandrel

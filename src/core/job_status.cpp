@@ -1,12 +1,12 @@
-#include "shell/job_status.h"
+#include "core/job_status.h"
 
 #include <array>
 #include <string>
 
-#include "core/app_state.h"
+#include "core/job_context.h"
 #include "core/format.h"
 #include "core/text_util.h"
-#include "encode/alphabets.h"
+#include "codec/alphabets.h"
 
 namespace mandrel {
 
@@ -15,14 +15,11 @@ std::string_view DirectionVerb(int direction) {
     return direction >= 0 && direction < static_cast<int>(kVerbs.size()) ? kVerbs[direction] : "";
 }
 
-void ShowJobStatus(AppState& app, int direction, int encoding, std::string_view input,
+void ShowJobStatus(JobContext& app, int direction, int encoding, std::string_view input,
                    std::optional<std::string_view> output, int part, int of) {
     std::string text;
     if (output && !output->empty()) {
-        const std::string_view method =
-            encoding >= 0 && encoding < static_cast<int>(EncodingNames.size())
-                ? EncodingNames[encoding]
-                : std::string_view{};
+        const std::string_view method = EncodingName(encoding);
         text = std::string(method) + " " + std::string(DirectionVerb(direction)) + " - Type " +
                std::string(FileFormatName(app.job.CurrentFileFormat));
         if (part > 0 && of < 1) {

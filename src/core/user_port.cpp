@@ -1,4 +1,4 @@
-#include "core/ui_port.h"
+#include "core/user_port.h"
 
 #include <cstring>
 
@@ -6,7 +6,7 @@
 
 namespace mandrel {
 
-int ShowMessage(UiPort& ui, int style, const char* format, ...) {
+int ShowMessage(UserPort& ui, int style, const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     const std::string text = FormatV(format, args);
@@ -14,7 +14,7 @@ int ShowMessage(UiPort& ui, int style, const char* format, ...) {
     return ui.Message(style, text);
 }
 
-int ShowSystemError(UiPort& ui, int errorCode, int style, const char* format, ...) {
+int ShowSystemError(UserPort& ui, int errorCode, int style, const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     std::string text = FormatV(format, args);
@@ -24,7 +24,7 @@ int ShowSystemError(UiPort& ui, int errorCode, int style, const char* format, ..
     return ui.Message(style, text);
 }
 
-void ShowStatus(UiPort& ui, const char* format, ...) {
+void ShowStatus(UserPort& ui, const char* format, ...) {
     std::va_list args;
     va_start(args, format);
     const std::string text = FormatV(format, args);
@@ -32,20 +32,20 @@ void ShowStatus(UiPort& ui, const char* format, ...) {
     ui.Status(text);
 }
 
-void SetProgress(UiPort& ui, int position) {
+void SetProgress(UserPort& ui, int position) {
     ui.Progress(position);
 }
 
-void PumpMessages(UiPort& ui, int count) {
+void PumpMessages(UserPort& ui, int count) {
     if (count > 0) {
         ui.Pump(count);
     }
 }
 
-void SetBusyCursor(UiPort& ui) {
+void SetBusyCursor(UserPort& ui) {
     ui.BusyCursor(true);
 }
-void RestoreCursor(UiPort& ui) {
+void RestoreCursor(UserPort& ui) {
     ui.BusyCursor(false);
 }
 

@@ -6,11 +6,11 @@
 
 namespace mandrel {
 
-struct AppState;
+struct JobContext;
 
 // "UU Encode - Type Single File - Part 1 of 3" and "\r\nin --> out"; output given but empty
 // shows only the line break and the input; no output at all shows the input path.
-void ShowJobStatus(AppState& app, int direction, int encoding, std::string_view input,
+void ShowJobStatus(JobContext& app, int direction, int encoding, std::string_view input,
                    std::optional<std::string_view> output, int part, int of);
 
 // "", "Encode", "Decode", "Concatenate" by JobDirection.

@@ -1,0 +1,128 @@
+#include "codec/line_encode.h"
+
+#include <array>
+#include <cstring>
+
+#include "codec/alphabets.h"
+#include "codec/sum_r.h"
+
+namespace mandrel {
+
+namespace {
+
+inline unsigned char Byte(char c) {
+    return static_cast<unsigned char>(c);
+}
+
+// Two output characters for every 12-bit value: a group of three bytes is two lookups.
+using PairTable = std::array<std::array<char, 2>, 4096>;
+
+constexpr PairTable MakePairTable(std::string_view alphabet) {
+    PairTable table{};
+    for (std::size_t v = 0; v < table.size(); ++v) {
+        table[v] = {alphabet[v >> 6], alphabet[v & 0x3FU]};
+    }
+    return table;
+}
+
+constexpr PairTable kUUPairs = MakePairTable(UUAlphabet);
+constexpr PairTable kXXPairs = MakePairTable(XXAlphabet);
+constexpr PairTable kBase64Pairs = MakePairTable(Base64Alphabet);
+
+const PairTable* PairTableFor(std::string_view alphabet) {
+    if (alphabet.data() == UUAlphabet.data()) {
+        return &kUUPairs;
+    }
+    if (alphabet.data() == XXAlphabet.data()) {
+        return &kXXPairs;
+    }
+    if (alphabet.data() == Base64Alphabet.data()) {
+        return &kBase64Pairs;
+    }
+    return nullptr;
+}
+
+char* GroupsByPairs(const PairTable& pairs, const unsigned char* in, std::size_t full, char* out) {
+    for (std::size_t i = 0; i < full; i += 3, out += 4) {
+        const uint32_t v = (uint32_t{in[i]} << 16) | (uint32_t{in[i + 1]} << 8) | in[i + 2];
+        std::memcpy(out, pairs[v >> 12].data(), 2);
+        std::memcpy(out + 2, pairs[v & 0xFFFU].data(), 2);
+    }
+    return out;
+}
+
+// Two independent chains: the part's text and the input's bytes.
+char* GroupsWithSums(const char* a, const unsigned char* in, std::size_t full, char* out,
+                     LineEncodeSums& sums) {
+    uint16_t partSum = sums.part;
+    uint16_t inputSum = sums.input;
+    for (std::size_t i = 0; i < full; i += 3, out += 4) {
+        const unsigned b0 = in[i];
+        const unsigned b1 = in[i + 1];
+        const unsigned b2 = in[i + 2];
+        out[0] = a[b0 >> 2];
+        out[1] = a[((b0 & 0x03U) << 4) | (b1 >> 4)];
+        out[2] = a[((b1 & 0x0FU) << 2) | (b2 >> 6)];
+        out[3] = a[b2 & 0x3FU];
+        partSum = SumRStep(
+            SumRStep(SumRStep(SumRStep(partSum, Byte(out[0])), Byte(out[1])), Byte(out[2])),
+            Byte(out[3]));
+        inputSum = SumRStep(SumRStep(SumRStep(inputSum, in[i]), in[i + 1]), in[i + 2]);
+    }
+    sums.part = partSum;
+    sums.input = inputSum;
+    return out;
+}
+
+}  // namespace
+
+std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_view alphabet,
+                           bool base64, std::string_view eol, LineEncodeSums* sums, char* out) {
+    const char* const a = alphabet.data();
+    const unsigned char* in = input.data();
+    const std::size_t n = input.size();
+    LineEncodeSums scratch;
+    LineEncodeSums& s = sums != nullptr ? *sums : scratch;
+    char* const line = out;
+
+    if (!base64) {
+        *out = a[n % 64];
+        s.part = SumRStep(s.part, Byte(*out));
+        ++out;
+    }
+    const std::size_t full = n - n % 3;
+    const PairTable* pairs = PairTableFor(alphabet);
+    out = sums == nullptr && pairs != nullptr ? GroupsByPairs(*pairs, in, full, out)
+                                              : GroupsWithSums(a, in, full, out, s);
+    if (const std::size_t rest = n - full; rest != 0) {
+        // Bytes past the end count as zero bits.
+        const unsigned b0 = in[full];
+        const unsigned b1 = rest == 2 ? in[full + 1] : 0U;
+        out[0] = a[b0 >> 2];
+        out[1] = a[((b0 & 0x03U) << 4) | (b1 >> 4)];
+        s.part = SumRStep(SumRStep(s.part, Byte(out[0])), Byte(out[1]));
+        s.input = SumRStep(s.input, static_cast<unsigned char>(b0));
+        out += 2;
+        if (rest == 2) {
+            *out = a[(b1 & 0x0FU) << 2];
+            s.part = SumRStep(s.part, Byte(*out));
+            s.input = SumRStep(s.input, static_cast<unsigned char>(b1));
+            ++out;
+        }
+        // Pad characters fill the size but never the sum: the decoder's sum sees only data.
+        if (base64) {
+            *out++ = '=';
+            if (rest == 1) {
+                *out++ = '=';
+            }
+        }
+    }
+    // Whatever line end is written, the checksum lines describe the text saved with LF ends.
+    s.partSize += static_cast<uint32_t>(out - line) + 1U;
+    s.part = SumRStep(s.part, '\n');
+    std::memcpy(out, eol.data(), eol.size());
+    out += eol.size();
+    return static_cast<std::size_t>(out - line);
+}
+
+}  // namespace mandrel

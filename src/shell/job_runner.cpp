@@ -1,0 +1,203 @@
+#include "shell/job_runner.h"
+
+#include <cstdio>
+
+#include "core/text_util.h"
+#include "decode/decode_driver.h"
+#include "decode/join_parts.h"
+#include "encode/encode_driver.h"
+#include "shell/app_state.h"
+#include "shell/input_selection.h"
+#include "shell/job_report.h"
+
+namespace mandrel {
+
+namespace {
+
+// The window's busy and idle switch, less the window.
+void BeginJob(AppState& app) {
+    app.JobBusy = true;
+    app.cancel.Reset();
+    SetProgress(app.ui, 0);
+}
+
+void EndJob(AppState& app) {
+    app.JobBusy = false;
+    app.cancel.Reset();
+}
+
+void TakeRequest(JobState& job, const JobRequest& request) {
+    job.EncodeToClipboard = request.toClipboard;
+    job.EncodeToMail = request.toMail;
+    job.Recipients = request.recipients;
+    job.CommandLineOutputName = request.outputName;
+    job.place = request.place;
+    job.InputChosenByUser = request.chosenByUser;
+    job.InputFromMail = request.fromMail;
+    job.InputIsTemporary = request.inputIsTemporary;
+    job.inputDirectory = request.inputDirectory;
+    job.outputDirectory = request.outputDirectory;
+    job.FailureText.clear();
+    job.outputsMade.clear();
+}
+
+class JobRun {
+public:
+    JobRun(AppState& app, const JobRequest& request) : app_(app), request_(request) {
+        outcome_.path = request.inputs.empty() ? std::string() : request.inputs.front();
+    }
+
+    JobOutcome Run();
+
+private:
+    int Encode();
+    int Decode();
+    int JoinAndDecode();
+    int CannotRead(int direction);
+    int Interactive() const { return request_.interactive ? 1 : 0; }
+
+    AppState& app_;
+    const JobRequest& request_;
+    JobOutcome outcome_;
+};
+
+int JobRun::CannotRead(int direction) {
+    // The window stops a list here too: no end of job, so no next file.
+    ShowMessage(app_.ui, kMbStop, "Can't read %s", outcome_.path.c_str());
+    outcome_.direction = direction;
+    outcome_.stopsList = true;
+    return kResultReported;
+}
+
+int JobRun::Encode() {
+    JobState& job = app_.job;
+    job.JobInputPath = outcome_.path;
+    job.JobDirection = kDirectionEncode;
+    const BufFile input = app_.files.BufFileOpen(job.JobInputPath, BufOpenMode::Read, 0);
+    if (input < 0) {
+        return CannotRead(kDirectionEncode);
+    }
+    BeginJob(app_);
+    // EncodeFile closes the input.
+    const int result = EncodeFile(app_, input, Interactive());
+    EndJob(app_);
+    return result;
+}
+
+int JobRun::Decode() {
+    JobState& job = app_.job;
+    job.JobInputPath = outcome_.path;
+    job.JobDirection = kDirectionDecode;
+    const BufFile input =
+        app_.files.BufFileOpen(job.JobInputPath, BufOpenMode::Read, BF_TEXT | BF_CR_ENDS_LINE);
+    if (input < 0) {
+        return CannotRead(kDirectionDecode);
+    }
+    BeginJob(app_);
+    // DecodeInput closes the input.
+    const int result = DecodeInput(app_, input, Interactive());
+    EndJob(app_);
+    if (result != kResultEncodeInstead) {
+        return result;
+    }
+    // The user chose to encode what held nothing to decode: the same file, unless it is only
+    // a temporary copy.
+    if (job.InputIsTemporary) {
+        return kResultReported;
+    }
+    return Encode();
+}
+
+// Joins the inputs, in their order, into one temporary file and decodes that as the job's
+// one input. Every input is looked at first, so that one that cannot be read is named as such.
+int JobRun::JoinAndDecode() {
+    JobState& job = app_.job;
+    job.JobDirection = kDirectionDecode;
+    const auto& inputs = request_.inputs;
+    for (const std::string& input : inputs) {
+        const BufFile probe = app_.files.BufFileOpen(input, BufOpenMode::Read, 0);
+        if (probe < 0) {
+            outcome_.path = input;
+            return CannotRead(kDirectionDecode);
+        }
+        app_.files.BufFileClose(probe);
+    }
+    ClearPartTable(app_.parts);
+    const int count = static_cast<int>(std::min<std::size_t>(inputs.size(), MAX_PARTS));
+    for (int i = 0; i < count; ++i) {
+        PartRecord& row = app_.parts.rows[static_cast<std::size_t>(i)];
+        row.partNumber = i + 1;
+        row.fileName = inputs[static_cast<std::size_t>(i)];
+    }
+    std::string joined;
+    if (MakeTempFileName(joined) == 0) {
+        ShowMessage(app_.ui, kMbStop, "Can't Create Temporary File for Joining Input Files.");
+        return kResultReported;
+    }
+    job.JobOutputPath = joined;
+    BeginJob(app_);
+    job.CurrentFileFormat = kFormatMultipleInputs;
+    const int result = JoinParts(app_, count, 0, kJoinConcatenate);
+    EndJob(app_);
+    job.JobInputPath = joined;
+    job.InputIsTemporary = true;
+    if (job.inputDirectory.empty()) {
+        // What is decoded goes beside the files the user named, not into the temporary
+        // directory.
+        const std::string_view listed = DirectoryPart(inputs.front());
+        job.inputDirectory = listed.empty() ? "." : std::string(listed);
+    }
+    outcome_.path = joined;
+    if (result != kResultDone) {
+        return result;
+    }
+    return Decode();
+}
+
+JobOutcome JobRun::Run() {
+    TakeRequest(app_.job, request_);
+    int result = kResultReported;
+    if (request_.inputs.size() > 1) {
+        result = JoinAndDecode();
+    } else if (request_.direction == JobRequest::Direction::Encode) {
+        result = Encode();
+    } else if (request_.direction == JobRequest::Direction::Decode ||
+               ChooseListAction(app_, outcome_.path) == WM_DECODEFILE) {
+        result = Decode();
+    } else {
+        result = Encode();
+    }
+    outcome_.result = result;
+    if (outcome_.stopsList) {
+        // Nothing ran: no end of job, and a temporary input goes at once.
+        if (app_.job.InputIsTemporary) {
+            std::remove(app_.job.JobInputPath.c_str());
+            app_.job.InputIsTemporary = false;
+        }
+        return outcome_;
+    }
+    JobState& job = app_.job;
+    outcome_.direction = job.JobDirection;
+    outcome_.warnings = result == kResultDone && job.JobWarnings;
+    outcome_.failure = job.FailureText;
+    const JobReport report = MakeJobReport(app_, result, job.JobDirection);
+    outcome_.report = report.sentence;
+    if (result == kResultDone && job.outputsMade.size() > 1) {
+        for (std::size_t i = 0; i + 1 < job.outputsMade.size(); ++i) {
+            outcome_.reports.push_back(OutputSentence(app_, job.outputsMade[i]));
+        }
+        outcome_.reports.push_back(report.sentence);
+    }
+    outcome_.checksumDifferences = report.checksumDifferences;
+    EndOfJob(app_, report);
+    return outcome_;
+}
+
+}  // namespace
+
+JobOutcome RunJob(AppState& app, const JobRequest& request) {
+    JobRun run(app, request);
+    return run.Run();
+}
+
+}  // namespace mandrel
