@@ -5,7 +5,7 @@
 #include <cctype>
 
 #include "core/format.h"
-#include "core/ui_port.h"
+#include "core/user_port.h"
 
 namespace mandrel {
 
@@ -215,16 +215,34 @@ void AppendGroupHelp(std::string& text, std::string_view title,
 
 }  // namespace
 
+namespace {
+
+// A switch whose value is the next argument as it stands (-O name, -M recipients).
+bool TakesNextArgument(std::string_view argument) {
+    if (argument.size() < 2 || (argument[0] != '-' && argument[0] != '/')) {
+        return false;
+    }
+    const char letter = static_cast<char>(std::toupper(static_cast<unsigned char>(argument[1])));
+    return (letter == 'O' && (argument.size() == 2 || argument.substr(2) == ":")) ||
+           (letter == 'M' && argument.size() == 2);
+}
+
+}  // namespace
+
 std::optional<std::string> ReadConsoleOptions(std::span<const std::string> arguments,
                                               ConsoleOptions& options) {
-    std::size_t i = 0;
-    for (; i < arguments.size(); ++i) {
+    bool valueNext = false;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
         const std::string_view argument = arguments[i];
-        if (!argument.starts_with("--")) {
-            break;
+        if (valueNext || !argument.starts_with("--")) {
+            options.rest.emplace_back(argument);
+            valueNext = !valueNext && TakesNextArgument(argument);
+            continue;
         }
         if (argument == "--") {
-            ++i;
+            options.namesFrom = options.rest.size();
+            options.rest.insert(options.rest.end(), arguments.begin() + static_cast<long>(i) + 1,
+                                arguments.end());
             break;
         }
         if (argument == "--help") {
@@ -250,7 +268,6 @@ std::optional<std::string> ReadConsoleOptions(std::span<const std::string> argum
             options.settings.emplace_back(desc, std::string(argument.substr(equals + 1)));
         }
     }
-    options.rest.assign(arguments.begin() + static_cast<std::ptrdiff_t>(i), arguments.end());
     return std::nullopt;
 }
 
@@ -273,7 +290,7 @@ std::optional<std::string> ApplySettingOptions(const ConsoleOptions& options, Co
     return std::nullopt;
 }
 
-void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UiPort& ui) {
+void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UserPort& ui) {
     bool formatChanged = changes.encodetype;
     // MIME and BinHex have no multi-part formats and no checksum lines.
     if (config.encodemethod == kMethodMIME || config.encodemethod == kMethodBinHex) {
@@ -312,12 +329,14 @@ std::string HelpText(std::string_view programName) {
         "  -M NAME[,NAME] encode and mail the parts to the recipients; -M@ to choose them\n"
         "  -J             join the files before decoding them\n"
         "  -N             no questions: use default names and replace existing files\n"
-        "  -O NAME        output file name\n"
+        "  -O NAME        output file name; -O - writes the one output file to standard output\n"
         "  -R             make the file associations\n"
-        "Without -E, -C or -M the files are decoded: mail and news headers are skipped, and the\n"
-        "format and encoding of every part are recognised.\n"
+        "Switches come before the file names. Without -E, -C or -M the files are decoded: mail\n"
+        "and news headers are skipped, and the format and encoding of every part are recognised.\n"
+        "A file named - is standard input (encoded under the -O name, or as \"stdin\"); its\n"
+        "outputs go to the current directory. After -- every argument is a file name.\n"
         "\n"
-        "Options (before the switches):\n"
+        "Options (anywhere before --):\n"
         "  --help         show this text\n"
         "  --version      show the program's version\n"
         "  --quiet        print no report for each file\n"
@@ -333,8 +352,9 @@ std::string HelpText(std::string_view programName) {
     text += FormatNames(false);
     text +=
         "\n"
-        "Exit status: 0 when every file succeeded, 1 when a file failed or was cancelled,\n"
-        "2 for a bad command line.\n";
+        "Exit status: 0 when every file succeeded, 1 when a file failed or was cancelled or\n"
+        "a decoded file's checksums disagree, 2 for a bad command line, 3 when every file was\n"
+        "done but a decode came with a warning.\n";
     return text;
 }
 

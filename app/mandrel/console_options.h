@@ -13,7 +13,7 @@
 
 namespace mandrel {
 
-class UiPort;
+class UserPort;
 
 struct ConsoleOptions {
     bool help = false;
@@ -23,8 +23,10 @@ struct ConsoleOptions {
     bool save = false;
     // --NAME=VALUE in the order given.
     std::vector<std::pair<const SettingDesc*, std::string>> settings;
-    // The arguments after the long options: switches and file names.
+    // The other arguments, in their order: switches and file names.
     std::vector<std::string> rest;
+    // Where the arguments after "--" begin in rest: file names, whatever they look like.
+    std::size_t namesFrom = std::string::npos;
 };
 
 // Which groups the settings options touched and which of the coupled values were given.
@@ -36,8 +38,9 @@ struct SettingChanges {
     bool encodecrlf = false;
 };
 
-// Reads the long options at the front of arguments; "--" ends them. Returns an error text for
-// an unknown option or a setting without a value.
+// Takes the long options out of arguments wherever they stand before "--"; the argument after
+// -O or -M is the switch's value, never an option. Returns an error text for an unknown option
+// or a setting without a value.
 std::optional<std::string> ReadConsoleOptions(std::span<const std::string> arguments,
                                               ConsoleOptions& options);
 
@@ -48,7 +51,7 @@ std::optional<std::string> ApplySettingOptions(const ConsoleOptions& options, Co
 
 // Holds config to the rules of the Encode Configuration dialog: the method and the format
 // restrict each other, the end of line follows the format, the output size stays in range.
-void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UiPort& ui);
+void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UserPort& ui);
 
 std::string HelpText(std::string_view programName);
 

@@ -2,6 +2,7 @@
 // with messages on standard error, questions on the terminal and a report line per file.
 #include <unistd.h>
 #include <algorithm>
+#include <optional>
 
 #include <csignal>
 #include <cstdio>
@@ -10,13 +11,16 @@
 #include <vector>
 
 #include "console_options.h"
-#include "core/app_state.h"
 #include "core/format.h"
+#include "core/output_files.h"
+#include "core/text_util.h"
 #include "core/version_strings.h"
 #include "platform/console_ui.h"
 #include "platform/qsettings_store.h"
+#include "shell/app_state.h"
 #include "shell/command_line.h"
 #include "shell/file_list_runner.h"
+#include "standard_streams.h"
 
 namespace mandrel {
 namespace {
@@ -63,6 +67,13 @@ std::string ProgramName(const char* argv0) {
     return name.empty() ? "mandrel" : name;
 }
 
+// A message of several lines as one line.
+std::string OneLine(std::string_view text) {
+    std::string line = ConsoleText(text);
+    std::replace(line.begin(), line.end(), '\n', ' ');
+    return line;
+}
+
 void PrintOut(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stdout);
     std::fflush(stdout);
@@ -92,35 +103,146 @@ bool SaveChangedGroups(AppState& app, SettingsStore& store, const SettingChanges
     return failures == 0;
 }
 
-// The report of one finished file: successes and aborts on standard output, the failure
-// sentence on standard error like any other message.
-void ReportFile(AppState& app, const FileRunOutcome& outcome, bool quiet) {
-    if (outcome.report.empty()) {
-        return;
+// Where standard input and output stand in the run: "-" as an input, "-O -" as the output.
+struct StandardStreams {
+    PrivateDirectory inputDirectory;
+    std::string inputPath;  // the copy of standard input, "" when none was named
+    PrivateDirectory outputDirectory;
+    bool toStdout = false;
+    std::string currentDirectory;
+};
+
+// The name an encoded standard input carries: the -O name less its encoding's extension, else
+// "stdin".
+std::string StdinName(const AppState& app) {
+    const std::string& given = app.options.CommandLineOutputName;
+    if (app.options.CmdLineEncode == 0 || given.empty() || given == "-") {
+        return "stdin";
     }
-    if (outcome.result == kResultDone || outcome.result == kResultAborted) {
-        if (!quiet) {
-            PrintOut(ConsoleText(outcome.report) + "\n");
+    std::string name = std::filesystem::path(given).filename().string();
+    const std::size_t dot = name.rfind('.');
+    if (dot != std::string::npos && dot > 0 && EncodingForExtension(name.substr(dot)) != 0) {
+        name.resize(dot);
+    }
+    return name.empty() ? "stdin" : name;
+}
+
+// Puts standard input and output in place of "-"; an error text when that cannot be done.
+std::optional<std::string> SetUpStandardStreams(AppState& app, StandardStreams& streams) {
+    std::error_code ec;
+    streams.currentDirectory = std::filesystem::current_path(ec).string();
+    std::vector<std::string>& files = app.list.FileList;
+    const auto dashes = std::count(files.begin(), files.end(), "-");
+    if (dashes > 1) {
+        return std::string("Standard input (-) can be named only once.");
+    }
+    if (dashes == 1) {
+        if (!streams.inputDirectory.Make()) {
+            return Format("Can't Create Temporary File for standard input because\r\n%s",
+                          SystemErrorText(errno).c_str());
+        }
+        streams.inputPath = JoinPath(streams.inputDirectory.Path(), StdinName(app));
+        if (!CopyStreamToFile(stdin, streams.inputPath)) {
+            return Format("Read Failure on standard input because\r\n%s",
+                          SystemErrorText(errno).c_str());
+        }
+        *std::find(files.begin(), files.end(), "-") = streams.inputPath;
+    }
+    if (app.options.CommandLineOutputName == "-") {
+        if (!streams.outputDirectory.Make()) {
+            return Format("Can't Create Temporary File for standard output because\r\n%s",
+                          SystemErrorText(errno).c_str());
+        }
+        streams.toStdout = true;
+        app.options.CommandLineOutputName.clear();
+        // The output has no name of its own to ask for.
+        app.config.usedefaultnames = 1;
+    }
+    return std::nullopt;
+}
+
+// The job's request, with standard input's outputs beside the user rather than beside the
+// temporary copy, and every output collected for standard output.
+void AdjustRequest(const StandardStreams& streams, JobRequest& request) {
+    if (!streams.inputPath.empty() && std::find(request.inputs.begin(), request.inputs.end(),
+                                                streams.inputPath) != request.inputs.end()) {
+        request.inputDirectory = streams.currentDirectory;
+    }
+    if (streams.toStdout) {
+        request.outputDirectory = streams.outputDirectory.Path();
+    }
+}
+
+// Streams the one file the run made to standard output. False, with the reason shown, when the
+// run made none or several.
+bool DeliverToStdout(AppState& app, const StandardStreams& streams) {
+    std::vector<std::string> made;
+    std::error_code ec;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(streams.outputDirectory.Path(), ec)) {
+        made.push_back(entry.path().string());
+    }
+    if (made.size() != 1) {
+        if (!made.empty()) {
+            ShowMessage(app.ui, kMbStop,
+                        "The output is %zu files; -O - writes only one file to standard output.",
+                        made.size());
+        }
+        return false;
+    }
+    if (!CopyFileToStream(made.front(), stdout)) {
+        ShowSystemError(app.ui, errno, kMbStop, "Can't Write to standard output because\r\n");
+        return false;
+    }
+    return true;
+}
+
+// Each file's report: successes on standard output (one sentence for every file a decode
+// made), everything else on standard error with the reason in one line.
+void ReportJob(AppState& app, const JobOutcome& outcome, bool quiet) {
+    if (outcome.result == kResultDone) {
+        if (quiet) {
+            return;
+        }
+        for (const std::string& sentence :
+             outcome.reports.empty() ? std::vector<std::string>{outcome.report} : outcome.reports) {
+            if (!sentence.empty()) {
+                PrintOut(ConsoleText(sentence) + "\n");
+            }
         }
         return;
     }
-    app.ui.Message(kMbExclamation, outcome.report);
+    if (quiet) {
+        return;
+    }
+    if (!outcome.report.empty()) {
+        app.ui.Message(kMbExclamation, outcome.report);
+    } else if (!outcome.failure.empty()) {
+        app.ui.Message(kMbStop, OneLine(outcome.failure));
+    } else if (outcome.result == kResultDialogCancelled) {
+        ShowMessage(app.ui, kMbStop, "Nothing was written for %s: cancelled.",
+                    std::string(FileNamePart(outcome.path)).c_str());
+    }
 }
 
-int RunList(AppState& app, bool quiet) {
-    const std::vector<FileRunOutcome> outcomes = RunFileList(
-        app, [&app, quiet](const FileRunOutcome& outcome) { ReportFile(app, outcome, quiet); });
+int RunList(AppState& app, bool quiet, const StandardStreams& streams) {
+    const std::vector<JobOutcome> outcomes = RunFileList(
+        app, [&app, quiet](const JobOutcome& outcome) { ReportJob(app, outcome, quiet); },
+        [&streams](JobRequest& request) { AdjustRequest(streams, request); });
     // The list ran to its end (joined inputs make one outcome for all of them) and every file
     // succeeded.
-    bool allDone = !outcomes.empty() && app.job.FileCount == 0;
-    for (const FileRunOutcome& outcome : outcomes) {
+    bool allDone = !outcomes.empty() && app.list.FileCount == 0;
+    for (const JobOutcome& outcome : outcomes) {
         allDone = allDone && outcome.result == kResultDone && !outcome.checksumDifferences;
+    }
+    if (streams.toStdout && allDone) {
+        allDone = DeliverToStdout(app, streams);
     }
     if (!allDone) {
         return kExitFailed;
     }
     const bool warned = std::any_of(outcomes.begin(), outcomes.end(),
-                                    [](const FileRunOutcome& outcome) { return outcome.warnings; });
+                                    [](const JobOutcome& outcome) { return outcome.warnings; });
     return warned ? kExitWarnings : kExitSuccess;
 }
 
@@ -142,7 +264,7 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
         return kExitSuccess;
     }
 
-    AppState app(ui);
+    AppState app(ui, ui);
     app.files.BufFileInit(10, 32768);
     app.config.fullpath = ProgramPath();
     QSettingsStore store;
@@ -167,19 +289,20 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
         }
     }
 
-    ParseCommandLine(app, JoinArguments(options.rest));
+    ParseCommandLine(app, JoinArguments(options.rest, options.namesFrom));
     if (::isatty(STDIN_FILENO) == 0) {
-        app.job.Interactive = 0;
+        app.options.Interactive = 0;
     }
-    ui.SetAllowQuestions(app.job.Interactive != 0 && ::isatty(STDIN_FILENO) != 0);
+    ui.SetAllowQuestions(app.options.Interactive != 0 && ::isatty(STDIN_FILENO) != 0);
 
     int status = kExitSuccess;
-    if (app.job.RunAssociations) {
+    StandardStreams streams;
+    if (app.options.RunAssociations) {
         ShowMessage(ui, kMbStop,
                     "File associations are not available in the console program yet; "
                     "make them from the desktop program's General Configuration.");
         status = kExitFailed;
-    } else if (app.job.FileCount == 0) {
+    } else if (app.list.FileCount == 0) {
         if (options.save && options.rest.empty()) {
             status = saved ? kExitSuccess : kExitFailed;
         } else {
@@ -189,14 +312,18 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
                         programName.c_str(), programName.c_str());
             status = kExitUsage;
         }
+    } else if (const auto error = SetUpStandardStreams(app, streams)) {
+        ui.Message(kMbStop, *error);
+        status = kExitFailed;
     } else {
         InstallInterruptHandler();
         ui.SetInterrupt(&interrupted, [&app] {
             // As Exit during a job: the job stops and no further file is started.
-            app.job.CancelRequested = true;
-            app.job.QuitRequested = true;
+            app.cancel.Request();
+            app.QuitRequested = true;
         });
-        status = RunList(app, options.quiet);
+        // Reports would mix with the data on standard output.
+        status = RunList(app, options.quiet || streams.toStdout, streams);
     }
     app.files.BufFileShutdown();
     return status;
