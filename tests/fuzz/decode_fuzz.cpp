@@ -9,9 +9,9 @@
 
 #include <unistd.h>
 
-#include "core/app_state.h"
 #include "decode/decode_driver.h"
 #include "platform/scripted_ui.h"
+#include "shell/app_state.h"
 
 namespace {
 
@@ -40,21 +40,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
     }
     mandrel::ScriptedUi ui;
-    mandrel::AppState app(ui);
+    mandrel::AppState app(ui, ui);
     app.files.BufFileInit(10, 16384);
     // The first byte picks how questions go: none at all, or answered from a short script.
     const int ask = size > 0 && (data[0] & 1U) != 0 ? 1 : 0;
     if (ask != 0) {
         ui.answers = {mandrel::kIdYes, mandrel::kIdYes};
-        ui.decodeErrorAnswers = {604};
-        ui.retryAnswers = {1};
+        ui.decodeErrorAnswers = {mandrel::DecodeErrorChoice::DecodeAll};
+        ui.retryAnswers = {mandrel::RetryChoice::TryAllFormats()};
     }
     app.config.decodemethod = 181;
     app.job.JobInputPath = input.string();
     app.job.JobDirection = mandrel::kDirectionDecode;
-    app.job.Interactive = ask;
-    const mandrel::BufFile file = app.files.BufFileOpen(
-        app.job.JobInputPath, mandrel::BufOpenMode::Read, mandrel::BF_TEXT | mandrel::BF_CR_ENDS_LINE);
+    const mandrel::BufFile file =
+        app.files.BufFileOpen(app.job.JobInputPath, mandrel::BufOpenMode::Read,
+                              mandrel::BF_TEXT | mandrel::BF_CR_ENDS_LINE);
     if (file >= 0) {
         mandrel::DecodeInput(app, file, ask);
     }

@@ -1,6 +1,7 @@
 #include "support/test_files.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -25,6 +26,21 @@ TempDir::TempDir() {
 TempDir::~TempDir() {
     std::error_code ec;
     std::filesystem::remove_all(path_, ec);
+}
+
+ScopedEnv::ScopedEnv(std::string name, const std::string& value) : name_(std::move(name)) {
+    if (const char* old = std::getenv(name_.c_str())) {  // NOLINT(concurrency-mt-unsafe)
+        old_ = old;
+    }
+    ::setenv(name_.c_str(), value.c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+}
+
+ScopedEnv::~ScopedEnv() {
+    if (old_) {
+        ::setenv(name_.c_str(), old_->c_str(), 1);  // NOLINT(concurrency-mt-unsafe)
+    } else {
+        ::unsetenv(name_.c_str());  // NOLINT(concurrency-mt-unsafe)
+    }
 }
 
 void WriteFile(const std::string& path, std::string_view bytes) {

@@ -1,9 +1,10 @@
 // Files for tests: a temporary directory removed with its contents, whole-file reads and
-// writes, and repeatable pseudo-random data.
+// writes, repeatable pseudo-random data and an environment variable set for one scope.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,6 +21,19 @@ public:
 
 private:
     std::filesystem::path path_;
+};
+
+// Sets an environment variable until the object goes, then puts the old value back.
+class ScopedEnv {
+public:
+    ScopedEnv(std::string name, const std::string& value);
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    std::string name_;
+    std::optional<std::string> old_;
 };
 
 void WriteFile(const std::string& path, std::string_view bytes);

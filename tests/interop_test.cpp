@@ -1,0 +1,328 @@
+// The built console program against the tools people already have, run as black boxes: what it
+// writes must come back byte for byte from sharutils' uudecode, uudeview and /bin/sh running a
+// shell-archive set, its "sum -r/size" lines must agree with BSD sum; and it must decode what
+// uuencode, uuenview and mpack write, in mail and news wrappings, and real news articles.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/test_files.h"
+
+namespace mandrel {
+namespace {
+
+namespace fs = std::filesystem;
+using test::ReadFile;
+using test::WriteFile;
+
+bool Have(const char* program) {
+    return std::system((std::string("command -v ") + program + " >/dev/null 2>&1").c_str()) == 0;
+}
+
+class Interop : public ::testing::Test {
+protected:
+    Interop() {
+        fs::create_directories(dir.path() / "home");
+        fs::create_directories(dir.path() / "tmp");
+    }
+
+    // Runs a shell command in the work directory; its exit status, its standard output in out.
+    int Shell(const std::string& command, std::string* out = nullptr) const {
+        const std::string line = "cd '" + dir.path().string() + "' && { " + command +
+                                 "; } </dev/null >'" + dir.File("home/.out") + "' 2>/dev/null";
+        const int status = std::system(line.c_str());
+        if (out != nullptr) {
+            *out = ReadFile(dir.File("home/.out"));
+        }
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    // The program under test, with settings kept in a home of its own.
+    int Mandrel(const std::string& args) const {
+        const std::string home = dir.File("home");
+        return Shell("HOME='" + home + "' XDG_CONFIG_HOME='" + home + "' TMPDIR='" +
+                     dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH + "' --quiet -N " + args);
+    }
+    // The first field of BSD "sum -r" for a file.
+    unsigned long BsdSum(const std::string& name) const {
+        std::string out;
+        EXPECT_EQ(Shell("sum -r '" + name + "'", &out), 0);
+        return std::stoul(out);
+    }
+    std::vector<std::string> Lines(const std::string& name) const {
+        std::vector<std::string> lines;
+        std::string text = ReadFile(dir.File(name));
+        std::erase(text, '\r');
+        for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
+            lines.push_back(text.substr(at, text.find('\n', at) - at));
+        }
+        return lines;
+    }
+
+    test::TempDir dir;
+};
+
+TEST_F(Interop, SingleFilesComeBackFromThePeers) {
+    if (!Have("uudecode") || !Have("uudeview")) {
+        GTEST_SKIP() << "sharutils or uudeview missing";
+    }
+    struct Case {
+        const char* method;
+        const char* extension;
+        const char* peer;  // %s: the encoded file
+    };
+    const Case cases[] = {
+        {"-Eu", ".uue", "uudecode -o out/%n %s"},
+        {"-Ex", ".xxe", "uudeview -i -o -q -p out/ %s"},
+        {"-Em", ".mme", "uudeview -i -o -q -p out/ %s"},
+        {"-Eb", ".hqx", "uudeview -i -o -q -p out/ %s"},
+    };
+    // uudeview tells XX from UU only after eight full lines: the shorter XX inputs are left out.
+    for (const std::size_t size : {0, 1, 44, 45, 46, 360, 102400, 5 << 20}) {
+        for (const Case& c : cases) {
+            if (std::string(c.method) == "-Ex" && size < 360) {
+                continue;
+            }
+            for (const int eol : {175, 176}) {
+                fs::remove_all(dir.path() / "out");
+                fs::create_directories(dir.path() / "out");
+                const std::string bytes = test::RandomBytes(size + eol, size);
+                WriteFile(dir.File("in.bin"), bytes);
+                ASSERT_EQ(Mandrel("--encodetype=3 --encodecrlf=" + std::to_string(eol) + " " +
+                                  c.method + " in.bin"),
+                          0);
+                std::string peer = c.peer;
+                peer.replace(peer.find("%s"), 2, std::string("in") + c.extension);
+                if (const std::size_t n = peer.find("%n"); n != std::string::npos) {
+                    peer.replace(n, 2, "in.bin");
+                }
+                ASSERT_EQ(Shell(peer), 0) << peer;
+                EXPECT_TRUE(ReadFile(dir.File("out/in.bin")) == bytes)
+                    << c.method << " " << size << " " << eol;
+            }
+        }
+    }
+}
+
+TEST_F(Interop, PartsComeBackFromUudeviewAndTheShell) {
+    if (!Have("uudeview") || !Have("uudecode")) {
+        GTEST_SKIP() << "sharutils or uudeview missing";
+    }
+    const std::string bytes = test::RandomBytes(7, 100 * 1024);
+    WriteFile(dir.File("sample.bin"), bytes);
+    const auto parts = [this] {
+        std::vector<std::string> names;
+        for (int p = 1; fs::exists(dir.File("sample" + std::to_string(p) + ".uue")); ++p) {
+            names.push_back("sample" + std::to_string(p) + ".uue");
+        }
+        return names;
+    };
+    // uudeview takes the "END..." cut lines of some formats for data; the formats it reads:
+    // those without a Subject in the parts saved as one file, the others handed over shuffled.
+    for (const int format : {4, 5, 6, 8, 17}) {
+        for (const int eol : {175, 176}) {
+            fs::remove_all(dir.path() / "out");
+            fs::create_directories(dir.path() / "out");
+            ASSERT_EQ(Mandrel("--encodetype=" + std::to_string(format) +
+                              " --encodeoutputsize=4500 --encodecrlf=" + std::to_string(eol) +
+                              " -Eu sample.bin"),
+                      0);
+            std::vector<std::string> names = parts();
+            ASSERT_GT(names.size(), 9U);
+            std::string args;
+            if (format == 4 || format == 5) {
+                ASSERT_EQ(Shell("cat " +
+                                [&names] {
+                                    std::string all;
+                                    for (const auto& n : names) {
+                                        all += n + " ";
+                                    }
+                                    return all;
+                                }() +
+                                "> joined.txt"),
+                          0);
+                args = "joined.txt";
+            } else {
+                std::rotate(names.begin(), names.begin() + 3, names.end());
+                for (const auto& n : names) {
+                    args += n + " ";
+                }
+            }
+            ASSERT_EQ(Shell("uudeview -i -o -q -p out/ " + args), 0);
+            EXPECT_TRUE(ReadFile(dir.File("out/sample.bin")) == bytes) << format << " " << eol;
+            ASSERT_EQ(Shell("rm -f sample[0-9]*.uue joined.txt"), 0);
+        }
+    }
+    // A shell-archive set rebuilds the file when its parts run in any order; a set of ten or
+    // more numbers its pieces with two digits so that `cat $file.uue.*` keeps them in order.
+    for (const int size : {20000, 4500}) {
+        ASSERT_EQ(Mandrel("--encodetype=10 --encodecrlf=176 --encodeoutputsize=" +
+                          std::to_string(size) + " -Eu sample.bin"),
+                  0);
+        std::vector<std::string> names = parts();
+        std::reverse(names.begin(), names.end());
+        fs::remove_all(dir.path() / "run");
+        fs::create_directories(dir.path() / "run");
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            ASSERT_EQ(Shell("cd run && sh ../" + names[i]), 0) << names[i];
+            EXPECT_EQ(fs::exists(dir.File("run/sample.bin")), i + 1 == names.size());
+        }
+        EXPECT_TRUE(ReadFile(dir.File("run/sample.bin")) == bytes) << size;
+        EXPECT_EQ(test::ListDirectory(dir.path() / "run"), "sample.bin");  // the pieces went
+        ASSERT_EQ(Shell("rm -f sample[0-9]*.uue"), 0);
+    }
+}
+
+// A part's section sum covers its text as saved with LF ends: the begin line, the encoded lines,
+// the zero-length line and "end"; the last sum is that of the input.
+TEST_F(Interop, ChecksumLinesAgreeWithBsdSum) {
+    if (!Have("sum")) {
+        GTEST_SKIP() << "sum missing";
+    }
+    WriteFile(dir.File("sample.bin"), test::RandomBytes(3, 30000));
+    const unsigned long input = BsdSum("sample.bin");
+    for (const std::string method : {"-Eu", "-Ex"}) {
+        for (const int format : {3, 4}) {
+            ASSERT_EQ(Mandrel("--encodechecksum=1 --encodeoutputsize=4500 --encodecrlf=175 "
+                              "--encodetype=" +
+                              std::to_string(format) + " " + method + " sample.bin"),
+                      0);
+            const std::string extension = method == "-Eu" ? ".uue" : ".xxe";
+            std::vector<std::string> names;
+            if (format == 3) {
+                names.push_back("sample" + extension);
+            }
+            for (int p = 1;
+                 format == 4 && fs::exists(dir.File("sample" + std::to_string(p) + extension));
+                 ++p) {
+                names.push_back("sample" + std::to_string(p) + extension);
+            }
+            ASSERT_GT(names.size(), format == 4 ? 2U : 0U);
+            for (const std::string& name : names) {
+                const std::vector<std::string> lines = Lines(name);
+                auto line = std::find(lines.begin(), lines.end(), "BEGIN--cut here--cut here--");
+                line = line == lines.end() ? lines.begin() : line + 1;
+                std::string covered;
+                for (; line != lines.end() && !line->empty() && !line->starts_with("sum -r");
+                     ++line) {
+                    covered += *line + "\n";
+                }
+                WriteFile(dir.File("covered"), covered);
+                const std::string section = *std::find_if(lines.begin(), lines.end(), [](auto& l) {
+                    return l.find(" section (from ") != std::string::npos;
+                });
+                EXPECT_TRUE(section.starts_with("sum -r/size " + std::to_string(BsdSum("covered")) +
+                                                "/" + std::to_string(covered.size()) + " section"))
+                    << name << ": " << section;
+                if (name == names.back()) {
+                    EXPECT_NE(std::find(lines.begin(), lines.end(),
+                                        "sum -r/size " + std::to_string(input) +
+                                            "/30000 entire input file"),
+                              lines.end())
+                        << name;
+                }
+                fs::remove(dir.File(name));
+            }
+        }
+    }
+}
+
+std::string WithLineEnds(const std::string& text, const std::string& eol) {
+    std::string out;
+    for (const char c : text) {
+        out += c == '\n' ? eol : std::string(1, c);
+    }
+    return out;
+}
+
+const std::string kMail =
+    "From: Someone <someone@example.org>\nTo: list@example.org\nSubject: the picture\n"
+    "Date: Mon, 23 Nov 2026 01:02:03 +0000\nMessage-ID: <1234@example.org>\n\n"
+    "Here it is.\n\n%s\n-- \nSomeone\n";
+const std::string kNews =
+    "Path: news.example.net!not-for-mail\nFrom: poster@example.org (A Poster)\n"
+    "Newsgroups: alt.binaries.pictures.misc\nSubject: a picture from the trip\n"
+    "Lines: 1234\nMessage-ID: <abcd@news.example.net>\n"
+    "Xref: news.example.net alt.binaries.pictures.misc:4711\n\n%s";
+
+// Text from independent writers, in the line ends and wrappings such text arrives in.
+TEST_F(Interop, WhatThePeersWriteIsDecoded) {
+    if (!Have("uuencode") || !Have("mpack") || !Have("uuenview")) {
+        GTEST_SKIP() << "sharutils, mpack or uudeview missing";
+    }
+    struct Case {
+        const char* writer;  // makes text.txt from orig/<name>
+        const char* name;
+        std::size_t size;
+        const char* eol;
+        const std::string* wrap;
+    };
+    const std::string plain = "%s";
+    const Case cases[] = {
+        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 0, "\n", &plain},
+        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 46, "\r\n", &plain},
+        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 1000, "\r", &plain},
+        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 5000, "\r\n", &kMail},
+        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 7000, "\r\n", &kNews},
+        {"cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'", "my photo.jpg", 0, "\n",
+         &plain},
+        {"cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'", "my photo.jpg", 58, "\r\n",
+         &plain},
+        {"cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'", "my photo.jpg", 102400, "\n",
+         &kNews},
+        {"uuenview -x 'orig/x.bin'", "x.bin", 3000, "\n", &plain},
+    };
+    for (const Case& c : cases) {
+        fs::remove_all(dir.path() / "orig");
+        fs::create_directories(dir.path() / "orig");
+        const std::string bytes = test::RandomBytes(c.size + 11, c.size);
+        WriteFile(dir.File(std::string("orig/") + c.name), bytes);
+        std::string out;
+        ASSERT_EQ(Shell(c.writer, &out), 0) << c.writer;
+        std::string text = fs::exists(dir.File("text.txt")) ? ReadFile(dir.File("text.txt")) : out;
+        fs::remove(dir.File("text.txt"));
+        std::string wrapped = *c.wrap;
+        wrapped.replace(wrapped.find("%s"), 2, text);
+        WriteFile(dir.File("input.txt"), WithLineEnds(wrapped, c.eol));
+        EXPECT_EQ(Mandrel("input.txt"), 0) << c.writer << " " << c.size;
+        EXPECT_TRUE(ReadFile(dir.File(c.name)) == bytes) << c.writer << " " << c.size;
+        fs::remove(dir.File(c.name));
+    }
+    // Old encoders wrote blanks where the backquote stands for zero.
+    WriteFile(dir.File("old.uue"), "begin 644 zeros.bin\n#    \n \nend\n");
+    EXPECT_EQ(Mandrel("old.uue"), 0);
+    EXPECT_EQ(ReadFile(dir.File("zeros.bin")), std::string(3, '\0'));
+}
+
+// Real news articles, sound and malformed: the UU one gives what sharutils' uudecode gives;
+// none of them crashes the program, leaves a temporary file or writes outside its directory.
+TEST_F(Interop, RealArticlesAreDecodedSafely) {
+    const fs::path corpus = MANDREL_CORPUS_DIR;
+    if (!fs::is_directory(corpus) || !Have("uudecode")) {
+        GTEST_SKIP() << "no article corpus beside the project, or no uudecode";
+    }
+    fs::create_directories(dir.path() / "home" / "peer");
+    ASSERT_EQ(Shell("cd home/peer && uudecode '" + (corpus / "logo_full.nntp").string() + "'"), 0);
+    const std::string peer = ReadFile(dir.File("home/peer/logo-full.svg"));
+    ASSERT_EQ(peer.size(), 2184U);
+    for (const auto& entry : fs::directory_iterator(corpus)) {
+        fs::create_directories(dir.path() / "work");
+        fs::copy_file(entry.path(), dir.path() / "work" / entry.path().filename());
+        const int status =
+            Mandrel("--decodejoin=0 'work/" + entry.path().filename().string() + "'");
+        EXPECT_TRUE(status == 0 || status == 1 || status == 3) << entry.path() << " " << status;
+        EXPECT_TRUE(fs::is_empty(dir.path() / "tmp")) << entry.path();
+        if (entry.path().filename() == "logo_full.nntp") {
+            EXPECT_TRUE(ReadFile(dir.File("work/logo-full.svg")) == peer);
+        }
+        fs::remove_all(dir.path() / "work");
+        EXPECT_EQ(test::ListDirectory(dir.path()), "home tmp") << entry.path();
+    }
+}
+
+}  // namespace
+}  // namespace mandrel
