@@ -302,7 +302,7 @@ void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UserPor
     }
     // A shell archive is unpacked by sh, which wants LF and reads no checksum lines; other
     // formats take CR LF unless the user chose the end of line as well.
-    if (config.encodetype == kFormatShar) {
+    if (FileFormat(config.encodetype).script) {
         config.encodecrlf = kEolLf;
         config.encodechecksum = 0;
     } else if (formatChanged && !changes.encodecrlf) {

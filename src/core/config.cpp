@@ -52,31 +52,6 @@ const std::array<SettingDesc, 1> kProgramPathGroup{{
     {"fullpath", &Config::fullpath, kKindText, kPathSize},
 }};
 
-// The names are matched by text when read back from the dialogs' lists, so they must not change.
-constexpr std::array<FileFormatRow, kFileFormatCount> kFileFormats{{
-    {0, 0, 0, "To Be Determined"},
-    {1, 1, 0, "Try All Types"},
-    {2, 1, 0, "Decode Multiple Inputs"},
-    {3, 1, 1, "Single File"},
-    {4, 1, 1, "Comp.binaries"},
-    {5, 1, 1, "SimTel"},
-    {6, 1, 1, "Alt.binaries 1"},
-    {7, 1, 1, "Alt.binaries 2"},
-    {8, 1, 1, "Alt.binaries 3"},
-    {9, 1, 1, "Alt.binaries 4"},
-    {10, 1, 1, "UNIX shell (shar)"},
-    {11, 1, 1, "X-File"},
-    {12, 1, 1, "UUMOVE v2.0"},
-    {13, 1, 1, "Wincode v2.3"},
-    {14, 1, 1, "POST V1.2.0"},
-    {15, 1, 0, "POST V2.0.1"},
-    {16, 1, 1, "xmitBin"},
-    {17, 1, 1, "bitftp"},
-    {18, 1, 0, "AOL"},
-    {19, 1, 0, "Squirrel v3.0"},
-    {20, 1, 1, "R.E.M."},
-}};
-
 // Capacities of the identity fields, terminator included.
 constexpr std::size_t kProductNameSize = 48;
 constexpr std::size_t kInternalNameSize = 32;
@@ -167,26 +142,6 @@ const SettingDesc* FindSetting(std::string_view name) {
         }
     }
     return nullptr;
-}
-
-std::span<const FileFormatRow, kFileFormatCount> FileFormatTable() {
-    return kFileFormats;
-}
-
-std::string_view FileFormatName(int id) {
-    if (id < 0 || id >= kFileFormatCount) {
-        return "";
-    }
-    return kFileFormats[static_cast<std::size_t>(id)].name;
-}
-
-int FileFormatByName(std::string_view name) {
-    for (const FileFormatRow& row : kFileFormats) {
-        if (name == row.name) {
-            return row.id;
-        }
-    }
-    return -1;
 }
 
 bool GetVersionString(std::string_view name, std::string& out) {

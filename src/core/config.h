@@ -7,6 +7,8 @@
 #include <string_view>
 #include <variant>
 
+#include "core/file_formats.h"
+
 namespace mandrel {
 
 class SettingsStore;
@@ -80,45 +82,6 @@ std::span<const SettingDesc> ProgramPathGroup();
 
 // Finds a value of the general, encode or decode group by name; null when there is none.
 const SettingDesc* FindSetting(std::string_view name);
-
-struct FileFormatRow {
-    int32_t id;
-    int32_t decodable;
-    int32_t encodable;
-    const char* name;
-};
-inline constexpr int kFileFormatCount = 21;
-inline constexpr int kFormatToBeDetermined = 0;
-inline constexpr int kFormatTryAll = 1;
-inline constexpr int kFormatMultipleInputs = 2;
-inline constexpr int kFormatSingleFile = 3;
-inline constexpr int kFormatShar = 10;
-// The multi-part file formats by their ids in the table.
-enum FileFormatId : int {
-    kSingleFile = 3,
-    kCompBinaries = 4,
-    kSimTel = 5,
-    kAltBinaries1 = 6,
-    kAltBinaries2 = 7,
-    kAltBinaries3 = 8,
-    kAltBinaries4 = 9,
-    kShar = 10,
-    kXFile = 11,
-    kUumove = 12,
-    kWincode = 13,
-    kPost120 = 14,
-    kPost201 = 15,
-    kXmitBin = 16,
-    kBitftp = 17,
-    kAol = 18,
-    kSquirrel = 19,
-    kRem = 20,
-};
-std::span<const FileFormatRow, kFileFormatCount> FileFormatTable();
-// The display name of a format id; "" for an id outside the table.
-std::string_view FileFormatName(int id);
-// The id whose display name equals name exactly, or -1.
-int FileFormatByName(std::string_view name);
 
 // The identity strings, read from the program's compiled-in version strings.
 struct Identity {

@@ -115,7 +115,7 @@ public:
           trailerPart_(trailerPart),
           trailerTotal_(trailerTotal),
           input_(input),
-          format_(app.job.CurrentFileFormat) {}
+          format_(FileFormat(app.job.CurrentFileFormat)) {}
 
     int Classify() {
         int lineClass = kNotSettled;
@@ -150,21 +150,15 @@ private:
 
     int EndOfData() {
         AddLineToPartSum(app_, line_);
-        switch (format_) {
-            case kSingleFile:
-                return OneOfOne(kLineEndOfData);
-            case kWincode:
-                // Wincode puts blank lines between "end" and what follows; the driver goes on
-                // with the first line after them.
-                SkipBlankLines(app_, input_, line_);
-                break;
-            case kCompBinaries:
-            case kRem:
-                // These headers carry no total: the part that ends the data is the last one.
-                app_.parts.JobPartCount = part_;
-                break;
-            default:
-                break;
+        if (format_.dataStart == DataStart::Header) {
+            return OneOfOne(kLineEndOfData);
+        }
+        if (format_.blankLinesAfterEnd) {
+            // The driver goes on with the first line after the blank lines.
+            SkipBlankLines(app_, input_, line_);
+        }
+        if (format_.totalFromLastPart) {
+            app_.parts.JobPartCount = part_;
         }
         return OfKnownTotal(kLineEndOfData);
     }
@@ -176,7 +170,7 @@ private:
                     // The UU line for no bytes, written with a blank instead of a backquote.
                     return kLineData;
                 }
-                if (format_ == kWincode) {
+                if (format_.blankLinesAfterEnd) {
                     SkipBlankLines(app_, input_, line_);
                     // Blank lines up to the end of the input end the data like one blank line.
                     return line_[0] == '\0' ? OfKnownTotal(kLineBlankEnd) : kNotSettled;
@@ -193,68 +187,55 @@ private:
 
     // The format's own trailer test, then the "END ... -- ... cut here" line of any format.
     int TrailerOrData() {
-        switch (format_) {
-            case kSingleFile:
-                if (app_.job.EncodingIndex == kEncodingMIME && BeginsWithTwoHyphens(line_)) {
-                    return OneOfOne(kLineEndOfData);
-                }
-                break;
-            case kSimTel:
-                if (SimTelTrailer(app_, line_, trailerPart_, trailerTotal_)) {
-                    return kLineTrailer;
-                }
-                break;
-            case kAltBinaries1:
-            case kAltBinaries3:
+        if (const int lineClass = FormatTrailer(); lineClass != kNotSettled) {
+            return lineClass;
+        }
+        return IsEndCutLine(line_) ? OfKnownTotal(kLineTrailer) : kLineData;
+    }
+
+    int FormatTrailer() {
+        switch (format_.trailer) {
+            case TrailerRule::MimeBoundary:
+                return app_.job.EncodingIndex == kEncodingMIME && BeginsWithTwoHyphens(line_)
+                           ? OneOfOne(kLineEndOfData)
+                           : kNotSettled;
+            case TrailerRule::SimTel:
+                return Numbered(SimTelTrailer(app_, line_, trailerPart_, trailerTotal_));
+            case TrailerRule::DashDashOrEndCut:
                 if (BeginsWithTwoHyphens(line_)) {
                     return OfKnownTotal(kLineTrailer);
                 }
                 [[fallthrough]];
-            case kCompBinaries:
-            case kAltBinaries2:
-            case kAltBinaries4:
-            case kXFile:
-            case kUumove:
-            case kPost120:
-            case kPost201:
-            case kXmitBin:
-                if (StartsWithExact(line_, "END") && HasCutHere(line_)) {
-                    return OfKnownTotal(kLineTrailer);
-                }
-                break;
-            case kShar:
-                if (SharTrailer(app_, line_, trailerPart_, trailerTotal_)) {
-                    return kLineTrailer;
-                }
-                break;
-            case kWincode:
-                if (WincodeTrailer(app_, line_, trailerPart_, trailerTotal_)) {
-                    return kLineTrailer;
-                }
-                break;
-            case kAol:
-                if (StartsWithExact(line_, "-----") && HasCutHere(line_ + 5)) {
-                    return OfKnownTotal(kLineTrailer);
-                }
-                break;
-            case kSquirrel:
+            case TrailerRule::EndCut:
+                return StartsWithExact(line_, "END") && HasCutHere(line_)
+                           ? OfKnownTotal(kLineTrailer)
+                           : kNotSettled;
+            case TrailerRule::Shar:
+                return Numbered(SharTrailer(app_, line_, trailerPart_, trailerTotal_));
+            case TrailerRule::Wincode:
+                return Numbered(WincodeTrailer(app_, line_, trailerPart_, trailerTotal_));
+            case TrailerRule::Aol:
+                return StartsWithExact(line_, "-----") && HasCutHere(line_ + 5)
+                           ? OfKnownTotal(kLineTrailer)
+                           : kNotSettled;
+            case TrailerRule::Squirrel:
                 switch (SquirrelTrailer(app_, line_, trailerPart_, trailerTotal_)) {
                     case SquirrelLine::Data:
                         return kLineData;
                     case SquirrelLine::Trailer:
                         return kLineTrailer;
                     case SquirrelLine::NotTrailer:
-                        break;
+                        return kNotSettled;
                 }
-                break;
-            default:
-                break;
+                return kNotSettled;
+            case TrailerRule::None:
+                return kNotSettled;
         }
-        if (IsEndCutLine(line_)) {
-            return OfKnownTotal(kLineTrailer);
-        }
-        return kLineData;
+        return kNotSettled;
     }
+
+    // A trailer that names its part and total has filled them in.
+    static int Numbered(bool found) { return found ? kLineTrailer : kNotSettled; }
 
     DecodeContext& app_;
     char* line_;
@@ -262,7 +243,7 @@ private:
     int& trailerPart_;
     int& trailerTotal_;
     BufFile input_;
-    int format_;
+    const FileFormatRow& format_;
 };
 
 bool IsBeginCutLine(const char* line) {
@@ -276,37 +257,30 @@ bool IsBeginCutLine(const char* line) {
 }  // namespace
 
 bool IsSeparatorLine(DecodeContext& app, char* line, BufFile input) {
-    switch (app.job.CurrentFileFormat) {
-        case kCompBinaries:
-        case kAltBinaries1:
-        case kAltBinaries2:
-        case kAltBinaries4:
-        case kXFile:
-        case kUumove:
-        case kPost120:
-        case kPost201:
+    switch (FileFormat(app.job.CurrentFileFormat).separator) {
+        case SeparatorRule::BeginCutOrPart:
             if (StartsWithExact(line, "BEGIN") && (HasCutHere(line) || HasPartWord(line))) {
                 return true;
             }
             break;
-        case kAltBinaries3:
+        case SeparatorRule::BlankLine:
             if (IsBlankLine(line)) {
                 return true;
             }
             break;
-        case kBitftp:
+        case SeparatorRule::FollowingLine:
             if (StartsWithNoCase(line, "The following line")) {
                 // The line of test characters after it would pass for data.
                 ReadRecognizerLine(app, input, line);
                 return true;
             }
             break;
-        case kAol:
+        case SeparatorRule::DashCut:
             if (StartsWithExact(line, "-----") && HasCutHere(line + 5)) {
                 return true;
             }
             break;
-        default:
+        case SeparatorRule::None:
             return false;
     }
     return IsBeginCutLine(line);

@@ -41,41 +41,6 @@ constexpr std::size_t kDecodedBufferSize = 512;
 
 constexpr std::string_view kChecksumKey = "sum -r/size";
 
-// Formats whose header is followed by a separator line before the data.
-bool HasSeparator(int format) {
-    switch (format) {
-        case 4:
-        case 11:
-        case 12:
-        case 14:
-        case 15:
-        case 17:
-        case 18:
-            return true;
-        default:
-            return false;
-    }
-}
-
-// Formats whose data starts after blank lines that follow the header.
-bool DataFollowsHeader(int format) {
-    switch (format) {
-        case 5:
-        case 10:
-        case 13:
-        case 16:
-        case 19:
-        case 20:
-            return true;
-        default:
-            return false;
-    }
-}
-
-bool IsAltBinaries(int format) {
-    return format >= kAltBinaries1 && format <= kAltBinaries4;
-}
-
 // What the pass was still looking for when the input ran out.
 const char* MissingItem(int state) {
     switch (state) {
@@ -162,6 +127,8 @@ private:
     int CurrentFormat() const { return app_.job.CurrentFileFormat; }
     int Encoding() const { return app_.job.EncodingIndex; }
     bool SingleFile() const { return CurrentFormat() == kFormatSingleFile; }
+    // Wincode: blank lines and the trailer follow "end", and the checksum lines come between.
+    bool TrailerFollowsEnd() const { return FileFormat(CurrentFormat()).blankLinesAfterEnd; }
     std::string InputName() const { return std::string(FileNamePart(app_.job.JobInputPath)); }
     std::string OutputPathFor(std::string name) const;
     std::string OutputDirectory() const;
@@ -414,25 +381,31 @@ void DecodeRun::LookForHeaderType() {
             return;
         }
     }
-    if (accepted == kFormatSingleFile) {
-        SingleFileHeader(freshEncoding);
-    } else if (HasSeparator(accepted)) {
-        SetDecodeState(FINDSEPARATOR);
-        announce_ = true;
-    } else if (DataFollowsHeader(accepted)) {
-        SetDecodeState(FINDSTARTOFDATA);
-        announce_ = true;
-    } else if (IsAltBinaries(accepted)) {
-        if (headerPart_ == 1 && headerTotal_ == 1 && !tryAll_) {
-            RestartAsSingleFile();
-            return;
-        }
-        SetDecodeState(FINDSEPARATOR);
-        announce_ = true;
-    } else if (announce_) {
-        ShowStatus(app_.ui, "Looking for %s Header in %s ...",
-                   std::string(FileFormatName(forced_)).c_str(), InputName().c_str());
-        announce_ = false;
+    switch (FileFormat(accepted).dataStart) {
+        case DataStart::Header:
+            SingleFileHeader(freshEncoding);
+            break;
+        case DataStart::Subject:
+            if (headerPart_ == 1 && headerTotal_ == 1 && !tryAll_) {
+                RestartAsSingleFile();
+                return;
+            }
+            [[fallthrough]];
+        case DataStart::Separator:
+            SetDecodeState(FINDSEPARATOR);
+            announce_ = true;
+            break;
+        case DataStart::AfterBlanks:
+            SetDecodeState(FINDSTARTOFDATA);
+            announce_ = true;
+            break;
+        case DataStart::None:
+            if (announce_) {
+                ShowStatus(app_.ui, "Looking for %s Header in %s ...",
+                           std::string(FileFormatName(forced_)).c_str(), InputName().c_str());
+                announce_ = false;
+            }
+            break;
     }
     PumpMessages(app_.ui, 4);
 }
@@ -707,8 +680,8 @@ void DecodeRun::DecodeLines() {
             } else if (SingleFile()) {
                 SetDecodeState(LOOKFORTOTALCHECKSUM);
             } else {
-                if (CurrentFormat() == kWincode) {
-                    readNext_ = false;
+                if (TrailerFollowsEnd()) {
+                    readNext_ = false;  // the classifier has brought the trailer into hand
                 }
                 SetDecodeState(LOOKFORPARTCHECKSUM);
             }
@@ -861,7 +834,7 @@ void DecodeRun::LookForPartChecksum() {
     if (!StartsWithNoCase(line_.data(), kChecksumKey)) {
         readNext_ = false;
         if (lastClass_ == kLineEndOfData) {
-            SetDecodeState(CurrentFormat() == kWincode ? DECODELINES : PREPARETRAILER);
+            SetDecodeState(TrailerFollowsEnd() ? DECODELINES : PREPARETRAILER);
         } else if (lastClass_ == kLineBlankEnd) {
             SetDecodeState(PREPARETRAILER);
         } else {
@@ -887,7 +860,7 @@ void DecodeRun::LookForTotalChecksum() {
     if (found) {
         OutputTotals& totals = app_.decode.totals;
         const char* scope = ReadChecksumFigures(totals.expectedChecksum, totals.expectedSize);
-        if (CurrentFormat() != kWincode && !StartsWithExact(scope, "entire input file")) {
+        if (!TrailerFollowsEnd() && !StartsWithExact(scope, "entire input file")) {
             totals.expectedChecksum = 0;
             totals.expectedSize = 0;
         }
@@ -896,7 +869,7 @@ void DecodeRun::LookForTotalChecksum() {
         readNext_ = false;
         SetDecodeState(CLEANFINISH);
     } else if (found) {
-        SetDecodeState(CurrentFormat() == kWincode ? DECODELINES : PREPARETRAILER);
+        SetDecodeState(TrailerFollowsEnd() ? DECODELINES : PREPARETRAILER);
     } else {
         readNext_ = false;
         SetDecodeState(DECODELINES);
@@ -980,7 +953,7 @@ void DecodeRun::FindSeparator() {
     if (IsSeparatorLine(app_, line_.data(), input_)) {
         SetDecodeState(FINDSTARTOFDATA);
         announce_ = true;
-    } else if (!tryAll_ && IsAltBinaries(CurrentFormat())) {
+    } else if (!tryAll_ && FileFormat(CurrentFormat()).dataStart == DataStart::Subject) {
         // An Alt.binaries subject can be followed by another before any separator: the new
         // header wins and its format is forced for the rest of the pass.
         const int found =

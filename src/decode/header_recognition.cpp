@@ -94,7 +94,7 @@ int Matched(HeaderOut& out, int format, long part, long total, std::string name)
 
 // "begin 644 name" opens UU or XX data: a single file, or part 1 of the multi-part file whose
 // header came before it.
-int BeginLineShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int BeginLineShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!IsBeginWord(line) || HasCutHere(line)) {
         return kNoMatch;
     }
@@ -109,7 +109,7 @@ int BeginLineShape(DecodeContext& app, const char* line, HeaderOut& out) {
     return Matched(out, current, 1, app.parts.JobPartCount, std::move(name));
 }
 
-int SimTelShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int SimTelShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithExact(line, "------------")) {
         return kNoMatch;
     }
@@ -122,7 +122,7 @@ int SimTelShape(DecodeContext& app, const char* line, HeaderOut& out) {
 }
 
 // "Archive-name: stem/part02". The line is cut at the "/" when it matches.
-int ArchiveNameShape(DecodeContext& app, char* line, HeaderOut& out) {
+int ArchiveNameShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     constexpr std::string_view kKey = "Archive-name:";
     if (!StartsWithNoCase(line, kKey)) {
         return kNoMatch;
@@ -187,7 +187,7 @@ int BracketSubject(DecodeContext& app, const char* subject, char bracket, int wi
     return Matched(out, format, part, total, std::move(name));
 }
 
-int SubjectShapes(DecodeContext& app, const char* line, HeaderOut& out) {
+int SubjectShapes(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     constexpr std::string_view kKey = "Subject:";
     if (!StartsWithNoCase(line, kKey)) {
         return kNoMatch;
@@ -301,7 +301,7 @@ int XmitBinBegin(DecodeContext& app, const char* afterWord, HeaderOut& out) {
     return Matched(out, kXmitBin, part, total, std::move(name));
 }
 
-int BeginKeywordShapes(DecodeContext& app, const char* line, HeaderOut& out) {
+int BeginKeywordShapes(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithExact(line, "BEGIN")) {
         return kNoMatch;
     }
@@ -365,7 +365,7 @@ int XFileShape(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
     return Matched(out, kXFile, part, total, std::move(name));
 }
 
-int PostShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int PostShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithExact(line, "POST V")) {
         return kNoMatch;
     }
@@ -487,7 +487,7 @@ private:
     bool binhex_ = false;
 };
 
-int BinHexShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int BinHexShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     constexpr std::string_view kKey = "(This file must be converted with binhex";
     static_assert(kKey.size() == 40);
     if (!StartsWithNoCase(line, kKey)) {
@@ -499,7 +499,7 @@ int BinHexShape(DecodeContext& app, const char* line, HeaderOut& out) {
 }
 
 // AOL: "Subj: #1(3)".
-int AolShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int AolShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithNoCase(line, "Subj:")) {
         return kNoMatch;
     }
@@ -525,7 +525,7 @@ int AolShape(DecodeContext& app, const char* line, HeaderOut& out) {
 }
 
 // Squirrel: "------ begin of name ... part 1 of 3".
-int SquirrelShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int SquirrelShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithExact(line, "------")) {
         return kNoMatch;
     }
@@ -545,7 +545,7 @@ int SquirrelShape(DecodeContext& app, const char* line, HeaderOut& out) {
 }
 
 // UUMOVE: "name    section  1/3   UUMOVE 2.0 ...".
-int UumoveShape(DecodeContext& app, const char* line, HeaderOut& out) {
+int UumoveShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (FindExact(line, "UUMOVE") == nullptr) {
         return kNoMatch;
     }
@@ -596,50 +596,34 @@ int MimeShape(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
     return block.Recognize(out);
 }
 
+int XFileShapeGivenBack(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
+    return StartsWithNoCase(line, "X-File-Name:")
+               ? ShapesReadingAhead(app, line, input, out, XFileShape)
+               : kNoMatch;
+}
+
+int MimeShapeGivenBack(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
+    return StartsWithNoCase(line, kContentType) || StartsWithNoCase(line, kTransferEncoding)
+               ? ShapesReadingAhead(app, line, input, out, MimeShape)
+               : kNoMatch;
+}
+
+// The shapes in the order they are tried: the first that makes something of the line settles it.
+using Shape = int (*)(DecodeContext&, char*, BufFile, HeaderOut&);
+constexpr Shape kShapes[] = {
+    BeginLineShape,     SimTelShape,         ArchiveNameShape, SubjectShapes,      SectionShapes,
+    BeginKeywordShapes, XFileShapeGivenBack, PostShape,        MimeShapeGivenBack, BinHexShape,
+    AolShape,           SquirrelShape,       UumoveShape,
+};
+
 int TryShapes(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
-    int result = BeginLineShape(app, line, out);
-    if (result == kNoMatch) {
-        result = SimTelShape(app, line, out);
+    for (const Shape shape : kShapes) {
+        if (const int result = shape(app, line, input, out); result != kNoMatch) {
+            return result;
+        }
     }
-    if (result == kNoMatch) {
-        result = ArchiveNameShape(app, line, out);
-    }
-    if (result == kNoMatch) {
-        result = SubjectShapes(app, line, out);
-    }
-    if (result == kNoMatch) {
-        result = SectionShapes(app, line, input, out);
-    }
-    if (result == kNoMatch) {
-        result = BeginKeywordShapes(app, line, out);
-    }
-    if (result == kNoMatch && StartsWithNoCase(line, "X-File-Name:")) {
-        result = ShapesReadingAhead(app, line, input, out, XFileShape);
-    }
-    if (result == kNoMatch) {
-        result = PostShape(app, line, out);
-    }
-    if (result == kNoMatch &&
-        (StartsWithNoCase(line, kContentType) || StartsWithNoCase(line, kTransferEncoding))) {
-        result = ShapesReadingAhead(app, line, input, out, MimeShape);
-    }
-    if (result == kNoMatch) {
-        result = BinHexShape(app, line, out);
-    }
-    if (result == kNoMatch) {
-        result = AolShape(app, line, out);
-    }
-    if (result == kNoMatch) {
-        result = SquirrelShape(app, line, out);
-    }
-    if (result == kNoMatch) {
-        result = UumoveShape(app, line, out);
-    }
-    if (result == kNoMatch) {
-        NoteBinaryData(app, line);
-        result = 0;
-    }
-    return result;
+    NoteBinaryData(app, line);
+    return 0;
 }
 
 }  // namespace

@@ -107,126 +107,41 @@ void AppendOutput(EncodeContext& app, std::string_view text) {
     block.Append(text);
 }
 
-int HeaderSizeEstimate(const EncodeContext& app, int format) {
-    const int e = app.config.eollength;
-    int base = 0;
-    switch (format) {
-        case 3:
-            if (app.job.EncodingIndex == kEncodingMIME) {
-                base = 4 * e + 111;
-            } else if (app.job.EncodingIndex == kEncodingBinHex) {
-                base = 9 * e + 306;
-            } else {
-                base = 23;
-            }
-            break;
-        case 4:
-            base = 27;
-            break;
-        case 5:
-            base = 48;
-            break;
-        case 6:
-            base = e + 90;
-            break;
-        case 7:
-            base = e + 95;
-            break;
-        case 8:
-            base = 29;
-            break;
-        case 9:
-            base = 96;
-            break;
-        case 10:
-            base = 275;
-            break;
-        case 11:
-            base = 145;
-            break;
-        case 12:
-            base = 125;
-            break;
-        case 13:
-            base = 53;
-            break;
-        case 14:
-            base = e + 66;
-            break;
-        case 16:
-            base = 67;
-            break;
-        case 17:
-            base = 5 * e + 174;
-            break;
-        case 20:
-            base = 0;
-            break;
-        default:
-            return 0;
+namespace {
+
+// A Single File of MIME or BinHex carries the MIME part headers and, for BinHex, its colons.
+struct SingleFileTexts {
+    TextSize header;
+    TextSize trailer;
+};
+constexpr SingleFileTexts kMimeTexts{{111, 5}, {0, 1}};
+constexpr SingleFileTexts kBinHexTexts{{306, 10}, {26, 3}};
+
+const SingleFileTexts* SingleFileTextsFor(const EncodeContext& app, int format) {
+    if (format != kFormatSingleFile) {
+        return nullptr;
     }
-    return base + e;
+    switch (app.job.EncodingIndex) {
+        case kEncodingMIME:
+            return &kMimeTexts;
+        case kEncodingBinHex:
+            return &kBinHexTexts;
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+int HeaderSizeEstimate(const EncodeContext& app, int format) {
+    const SingleFileTexts* texts = SingleFileTextsFor(app, format);
+    return (texts != nullptr ? texts->header : FileFormat(format).header).For(app.config.eollength);
 }
 
 int TrailerSizeEstimate(const EncodeContext& app, int format) {
-    const int e = app.config.eollength;
-    int base = 0;
-    switch (format) {
-        case 3:
-            base = app.job.EncodingIndex == kEncodingBinHex ? 2 * e + 26
-                   : app.job.EncodingIndex == kEncodingMIME ? 0
-                                                            : 3;
-            break;
-        case 4:
-            base = 25;
-            break;
-        case 5:
-            base = 38;
-            break;
-        case 6:
-            base = 3;
-            break;
-        case 7:
-            base = 61;
-            break;
-        case 8:
-            base = 3;
-            break;
-        case 9:
-            base = 61;
-            break;
-        case 10:
-            base = 400;
-            break;
-        case 11:
-            base = 59;
-            break;
-        case 12:
-            base = 61;
-            break;
-        case 13:
-            base = 53;
-            break;
-        case 14:
-            base = 27;
-            break;
-        case 16:
-            base = 65;
-            break;
-        case 17:
-            base = e;
-            break;
-        case 20:
-            base = 0;
-            break;
-        default:
-            return 0;
-    }
-    int estimate = base + e;
-    if (app.config.encodechecksum != 0) {
-        estimate += e + 57;
-    }
-    return estimate;
+    const SingleFileTexts* texts = SingleFileTextsFor(app, format);
+    return (texts != nullptr ? texts->trailer : FileFormat(format).trailerSize)
+        .For(app.config.eollength);
 }
 
 std::string BuildOutputName(const EncodeContext& app, std::string_view inputPath, int encoding,

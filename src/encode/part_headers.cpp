@@ -1,6 +1,5 @@
 #include "encode/part_headers.h"
 
-#include <cctype>
 #include <cstdarg>
 #include <cstdint>
 
@@ -11,18 +10,11 @@
 #include "core/text_util.h"
 #include "encode/encode_driver.h"
 #include "encode/encode_job.h"
+#include "encode/format_texts.h"
 
 namespace mandrel {
 
 namespace {
-
-std::string LowerCase(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower) {
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    }
-    return lower;
-}
 
 // Everything a header template is filled with, worked out once per part.
 struct HeaderNames {
@@ -82,143 +74,50 @@ void AppendBinHexHeader(EncodeContext& app, const HeaderNames& n) {
     AppendOutput(app, WorkArea("%s(This file must be converted with BinHex 4.0)%s:", eol, eol));
 }
 
-void AppendSharPrologue(EncodeContext& app, const HeaderNames& n, int part, int total) {
-    const char* eol = n.eol.c_str();
-    const char* name = n.shortName.c_str();
-    AppendOutput(
-        app, WorkArea("#!/bin/sh%s#%s# This is a shell archive. Cut everything off before%s", eol,
-                      eol, eol));
-    AppendOutput(app, WorkArea("# the #!/bin/sh and feed the rest to /bin/sh%s#%s", eol, eol));
-    // The reassembly script joins the pieces with `cat $file.uue.*`, which takes them in the
-    // order of their names: a set of ten parts or more numbers them with two digits, so that
-    // piece 10 follows piece 9 and the file comes back whole.
-    AppendOutput(app, WorkArea(total >= 10 ? "part=%02d%sfile=%s%s" : "part=%d%sfile=%s%s", part,
-                               eol, name, eol));
-    AppendOutput(app, WorkArea("sed -e '/^BEGIN/d' -e '/^END/d' << \\End_of_Section > "
-                               "$file.uue.$part%s",
-                               eol));
-    AppendOutput(app, WorkArea("BEGIN------------ %s ------------ part %d/%d ---%s", name, part,
-                               total, eol));
+// The fields the format's texts are filled with.
+TextFields FieldsOf(const EncodeContext& app, const HeaderNames& n, int part, int total) {
+    return {n.eol,
+            n.shortName,
+            n.longName,
+            n.stem,
+            EncodingName(app.job.EncodingIndex),
+            app.encode.CurrentAlphabet,
+            part,
+            total};
 }
 
-// Appends the format's own lines. Returns the "Subject:" line of the news formats that carry
-// one as their mail subject, empty for the others.
+// Appends the format's own lines. Returns the subject line of the news formats, whose first
+// line it is, empty for the others.
 std::string AppendFormatLines(EncodeContext& app, const HeaderNames& n, int part, int total) {
-    const char* eol = n.eol.c_str();
-    const char* name = n.shortName.c_str();
-    const int encoding = app.job.EncodingIndex;
+    if (app.job.CurrentFileFormat == kFormatSingleFile) {
+        if (app.job.EncodingIndex == kEncodingMIME) {
+            AppendMimeHeader(app, n);
+        } else if (app.job.EncodingIndex == kEncodingBinHex) {
+            AppendBinHexHeader(app, n);
+        }
+        return {};
+    }
+    const TextFields fields = FieldsOf(app, n, part, total);
     std::string subject;
-    switch (app.job.CurrentFileFormat) {
-        case kSingleFile:
-            if (encoding == kEncodingMIME) {
-                AppendMimeHeader(app, n);
-            } else if (encoding == kEncodingBinHex) {
-                AppendBinHexHeader(app, n);
-            }
-            break;
-        case kCompBinaries:
-            AppendOutput(app, WorkArea("Archive-name: %.8s/part%02d%sBEGIN--cut here--cut here--%s",
-                                       HeaderFileName(n.stem, true).c_str(), part, eol, eol));
-            break;
-        case kSimTel:
-            AppendOutput(app,
-                         WorkArea("------------ Part %d of %d ------------%s", part, total, eol));
-            break;
-        case kAltBinaries1:
-            subject = WorkArea("Subject: %s (%d/%d)%s%s", name, part, total, eol, eol);
-            AppendOutput(app, subject);
-            AppendOutput(
-                app, WorkArea("BEGIN --- CUT HERE --- Cut Here --- cut here --- %s%s", name, eol));
-            break;
-        case kAltBinaries2:
-            subject = WorkArea("Subject: %s [part %d/%d]%s%s", name, part, total, eol, eol);
-            AppendOutput(app, subject);
-            AppendOutput(
-                app,
-                WorkArea("BEGIN------------------>  cut here  <------------------------%s", eol));
-            break;
-        case kAltBinaries3:
-            subject = WorkArea("Subject: %s [%d/%d]%s%s", name, part, total, eol, eol);
-            AppendOutput(app, subject);
-            break;
-        case kAltBinaries4:
-            subject = WorkArea("Subject: %s [%d/%d]%s%s", n.stem.c_str(), part, total, eol, eol);
-            AppendOutput(app, subject);
-            AppendOutput(
-                app,
-                WorkArea("BEGIN----------------------CUT HERE--------------------------%s", eol));
-            break;
-        case kShar:
-            AppendSharPrologue(app, n, part, total);
-            break;
-        case kXFile:
-            AppendOutput(app, WorkArea("X-File-Name: %s%s", n.longName.c_str(), eol));
-            AppendOutput(app, WorkArea("X-Part: %d%s", part, eol));
-            AppendOutput(app, WorkArea("X-Part-Total: %d%s%s", total, eol, eol));
-            AppendOutput(
-                app,
-                WorkArea("BEGIN------------------------cut here------------------------%s", eol));
-            break;
-        case kUumove:
-            AppendOutput(app, WorkArea("%s    section  %d/%d   UUMOVE 2.0 by Quorvane, Inc.%s%s",
-                                       name, part, total, eol, eol));
-            AppendOutput(
-                app,
-                WorkArea("BEGIN----------------------CUT HERE--------------------------%s", eol));
-            break;
-        case kWincode:
-            AppendOutput(app, WorkArea("section %d/%d   file %s   [ Wincode v2.3 ]%s", part, total,
-                                       name, eol));
-            AppendOutput(app, WorkArea("%s", eol));
-            break;
-        case kPost120:
-            AppendOutput(app,
-                         WorkArea("POST V1.2.0 %s (Part %d/%d)%s%sBEGIN -- Cut Here -- cut here%s",
-                                  name, part, total, eol, eol, eol));
-            break;
-        case kXmitBin:
-            AppendOutput(
-                app, WorkArea("BEGIN --- CUT HERE --- Cut Here --- cut here --- %s %d/%d%s", name,
-                              part, total, eol));
-            break;
-        case kBitftp:
-            AppendOutput(
-                app, WorkArea("Subject: %s, Part %03d of %03d (%sencoded)%s%s", name, part, total,
-                              std::string(EncodingName(encoding)).c_str(), eol, eol));
-            AppendOutput(app,
-                         WorkArea("The following line should contain ASCII characters "
-                                  "0x20-0x5F%s%s%s%s",
-                                  eol, std::string(app.encode.CurrentAlphabet).c_str(), eol, eol));
-            break;
-        case kRem:
-            AppendOutput(app,
-                         WorkArea("section %d of %sencode 5.24 of file %s    by Quorvane, "
-                                  "Inc.%s%s",
-                                  part, LowerCase(EncodingName(encoding)).c_str(), name, eol, eol));
-            break;
-        default:
-            break;  // formats that are only ever read have no header of their own
+    for (const std::string_view text : HeaderTexts(app.job.CurrentFileFormat)) {
+        const std::string line = WorkArea("%s", ExpandText(text, fields).c_str());
+        if (subject.empty() &&
+            FileFormat(app.job.CurrentFileFormat).dataStart == DataStart::Subject) {
+            subject = line;
+        }
+        AppendOutput(app, line);
     }
     return subject;
-}
-
-bool BeginLineUsesLongName(int format) {
-    return format == kSimTel || format == kAltBinaries4 || format == kXFile;
 }
 
 // The begin line is part of what "sum -r" covers, as the decoder's saved text would hold it.
 void AppendBeginLine(EncodeContext& app, const HeaderNames& n) {
     const std::string& name =
-        BeginLineUsesLongName(app.job.CurrentFileFormat) ? n.longName : n.shortName;
+        FileFormat(app.job.CurrentFileFormat).longNameInBeginLine ? n.longName : n.shortName;
     const std::string line = WorkArea("begin 644 %s", name.c_str());
     app.encode.PartSize += static_cast<uint32_t>(line.size()) + 1U;
     app.encode.PartSum = SumRAdd(SumRAddText(app.encode.PartSum, line), '\n');
     AppendOutput(app, line + n.eol);
-}
-
-bool SubjectIsHeaderLine(int format) {
-    return format == kAltBinaries1 || format == kAltBinaries2 || format == kAltBinaries3 ||
-           format == kAltBinaries4;
 }
 
 }  // namespace
@@ -248,7 +147,7 @@ int WritePartHeader(EncodeContext& app, std::string_view inputPath, int part, in
         AppendBeginLine(app, names);
     }
 
-    if (SubjectIsHeaderLine(app.job.CurrentFileFormat)) {
+    if (!subjectLine.empty()) {
         app.encode.MailSubject = std::move(subjectLine);
     } else {
         app.encode.MailSubject =

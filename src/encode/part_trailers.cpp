@@ -11,6 +11,7 @@
 #include "encode/binhex_encoder.h"
 #include "encode/encode_driver.h"
 #include "encode/encode_job.h"
+#include "encode/format_texts.h"
 #include "encode/part_headers.h"
 
 namespace mandrel {
@@ -78,73 +79,15 @@ void AppendChecksumLines(EncodeContext& app, int part, bool lastPart, const char
     }
 }
 
-// The script that makes every shar part self-extracting: once all pieces are present it
-// joins and decodes them and removes the pieces.
-void AppendSharScript(EncodeContext& app, int part, int total, const std::string& name,
-                      const char* eol) {
-    AppendFormatted(app, "END-------------- %s ------------ part %d/%d ---%s", name.c_str(), part,
-                    total, eol);
-    AppendFormatted(app, "End_of_Section%secho $file, part $part extracted.%s", eol, eol);
-    AppendFormatted(app, "if [ `echo $file.uue.[0-9]* | wc -w` = %d ]; then %s", total, eol);
-    AppendFormatted(app, "cat $file.uue.* | uudecode%s", eol);
-    AppendFormatted(app, "if [ $? -gt 0 ]; then%s", eol);
-    AppendFormatted(app, "  echo Error encountered when uudecoding pieces...%sexit 1%sfi%s", eol,
-                    eol, eol);
-    AppendFormatted(app, "echo $file successfully uudecoded. Removing uuencoded pieces.%s", eol);
-    AppendFormatted(app, "rm $file.uue.[0-9]*%sfi%sexit 0", eol, eol);
-}
-
 // Appends the format's closing lines; false when the format has none.
 bool AppendFormatTrailer(EncodeContext& app, int part, int total, const std::string& name,
-                         const char* eol) {
-    switch (app.job.CurrentFileFormat) {
-        case kCompBinaries:
-            AppendFormatted(app, "END--cut here--cut here");
-            return true;
-        case kSimTel:
-            AppendFormatted(app, "-------- End of part %d of %d --------", part, total);
-            return true;
-        case kAltBinaries1:
-        case kAltBinaries3:
-            AppendFormatted(app, "-- ");
-            return true;
-        case kAltBinaries2:
-            AppendFormatted(app, "END-------------------->  cut here  <------------------------");
-            return true;
-        case kAltBinaries4:
-            AppendFormatted(app, "END------------------------CUT HERE--------------------------");
-            return true;
-        case kShar:
-            AppendSharScript(app, part, total, name, eol);
-            return true;
-        case kXFile:
-            AppendFormatted(app, "END------------------------cut here--------------------------");
-            return true;
-        case kUumove:
-            AppendFormatted(app, "END------------------------CUT HERE--------------------------%s",
-                            eol);
-            return true;
-        case kWincode:
-            AppendFormatted(app, "section %d/%d   file %s   [ Wincode v2.3 ]%s", part, total,
-                            name.c_str(), eol);
-            AppendFormatted(app, "%s", eol);
-            return true;
-        case kPost120:
-            AppendFormatted(app, "END -- Cut Here -- cut here%s", eol);
-            return true;
-        case kXmitBin:
-            AppendFormatted(app, "END --- CUT HERE --- Cut Here --- cut here --- %s %d/%d%s",
-                            name.c_str(), part, total, eol);
-            return true;
-        case kBitftp:
-            AppendFormatted(app, "%s%s", eol, eol);
-            return true;
-        case kRem:
-            AppendFormatted(app, "%s", eol);
-            return true;
-        default:
-            return false;
+                         std::string_view eol) {
+    const std::span<const std::string_view> texts = TrailerTexts(app.job.CurrentFileFormat);
+    const TextFields fields{eol, name, name, {}, {}, {}, part, total};
+    for (const std::string_view text : texts) {
+        AppendFormatted(app, "%s", ExpandText(text, fields).c_str());
     }
+    return !texts.empty();
 }
 
 }  // namespace
@@ -157,11 +100,11 @@ int WritePartTrailer(EncodeContext& app, int part, int total, std::string_view n
         EndData(app, eol);
     }
     // A shar part is a script; its checksums would be fed to the shell.
-    if (app.config.encodechecksum != 0 && app.job.CurrentFileFormat != kShar) {
+    if (app.config.encodechecksum != 0 && !FileFormat(app.job.CurrentFileFormat).script) {
         AppendChecksumLines(app, part, lastPart, eol);
     }
     const std::string shortName = HeaderFileName(name, true);
-    if (AppendFormatTrailer(app, part, total, shortName, eol)) {
+    if (AppendFormatTrailer(app, part, total, shortName, eolText)) {
         AppendOutput(app, eolText);
     }
     return 0;
