@@ -1,6 +1,7 @@
 // The buffered file layer against a model of its line rules written one character at a time,
-// on text made to be awkward, across the refills of small buffers; read marks, block reads,
-// the LF to CR LF expansion across flushes, the slot table and a full disk.
+// on text made to be awkward, across the refills of small buffers; read marks, the LF to CR LF
+// expansion across flushes and the slot table. Block reads and a full disk are met end to end
+// by the encoder's and the decoder's tests.
 #include "core/buf_file.h"
 
 #include <gtest/gtest.h>
@@ -145,39 +146,6 @@ TEST_F(BufFileTest, RestoredMarkReadsTheSameLinesAgain) {
     }
 }
 
-TEST_F(BufFileTest, BlockReadsGiveTheFileBack) {
-    const std::string bytes = test::RandomBytes(11, 100000);
-    const BufFile f = OpenWith(bytes, 0);
-    std::string back;
-    std::vector<char> block(7777);
-    long got = 0;
-    while ((got = files.BufFileRead(f, block.data(), 7777)) > 0) {
-        back.append(block.data(), static_cast<std::size_t>(got));
-    }
-    EXPECT_EQ(got, 0);
-    EXPECT_TRUE(back == bytes);
-    files.BufFileClose(f);
-    // A text read adds a zero after the bytes, and with BF_CRLF_READ a CR before a lone LF.
-    struct Case {
-        int flags;
-        std::string input;
-        long result;
-        std::string stored;
-    };
-    const Case cases[] = {
-        {BF_TEXT | BF_CRLF_READ, "a\nb\r\nc", 6, std::string("a\r\nb\r\nc\0", 8)},
-        {BF_CRLF_READ, "a\nb", 3, "a\nb"},
-        {BF_TEXT, "ab", 2, std::string("ab\0", 3)},
-    };
-    for (const Case& c : cases) {
-        const BufFile g = OpenWith(c.input, c.flags);
-        std::string dst(16, '#');
-        EXPECT_EQ(files.BufFileRead(g, dst.data(), 10), c.result);
-        EXPECT_EQ(dst.substr(0, c.stored.size() + 1), c.stored + "#");
-        files.BufFileClose(g);
-    }
-}
-
 // Text heavy in line ends, written in chunks of every size across many flushes, comes out with
 // a CR before each LF that had none, and only with both BF_TEXT and BF_CRLF_WRITE.
 TEST_F(BufFileTest, WritesExpandLineEndsAcrossFlushes) {
@@ -236,23 +204,6 @@ TEST_F(BufFileTest, SlotsAndRefusals) {
     EXPECT_EQ(files.LastError(), ENOENT);
     EXPECT_EQ(files.BufFileOpen(dir.path().string(), BufOpenMode::CreateAlways, 4), kNoBufFile);
     EXPECT_EQ(files.LastError(), EISDIR);
-}
-
-TEST_F(BufFileTest, FullDiskIsReportedByWriteFlushAndClose) {
-    if (!fs::exists("/dev/full")) {
-        GTEST_SKIP() << "no /dev/full here";
-    }
-    BufFile f = files.BufFileOpen("/dev/full", BufOpenMode::CreateAlways, BF_TEXT);
-    EXPECT_EQ(files.BufFileWrite(f, "some text"), 9);
-    EXPECT_EQ(files.BufFileFlush(f), -1);
-    EXPECT_EQ(files.LastError(), ENOSPC);
-    EXPECT_LT(files.BufFileWrite(f, std::string(20000, 'x')), 20000);
-    files.BufFileClose(f);
-    // The last words are lost in the final flush: the close says so.
-    f = files.BufFileOpen("/dev/full", BufOpenMode::CreateAlways, BF_TEXT);
-    EXPECT_EQ(files.BufFileWriteString(f, "last words"), 10);
-    EXPECT_FALSE(files.BufFileClose(f));
-    EXPECT_EQ(files.LastError(), ENOSPC);
 }
 
 }  // namespace

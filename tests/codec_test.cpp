@@ -23,22 +23,10 @@
 namespace mandrel {
 namespace {
 
+using test::Bytes;
+using test::Hex;
+
 constexpr unsigned char kGuardByte = 0xA5;
-
-std::span<const unsigned char> Bytes(std::string_view text) {
-    return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
-}
-
-std::string Hex(std::string_view bytes) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string text;
-    for (const char c : bytes) {
-        const auto b = static_cast<unsigned char>(c);
-        text += kDigits[b >> 4];
-        text += kDigits[b & 0x0FU];
-    }
-    return text;
-}
 
 // Rotates right and adds, written from the definition of the BSD sum.
 uint32_t ReferenceSum(uint32_t sum, std::string_view bytes) {
@@ -84,36 +72,6 @@ std::string EncodeText(int encoding, std::string_view input, LineEncodeSums* sum
     const std::size_t n = EncodeLineText(Bytes(input), AlphabetFor(encoding),
                                          encoding == kEncodingMIME, "\n", sums, line.data());
     return {line.data(), n};
-}
-
-TEST(LineEncode, KnownLines) {
-    struct Case {
-        int encoding;
-        std::string input;
-        const char* expected;
-    };
-    const Case cases[] = {
-        {kEncodingUU, "abc", "#86)C\n"},
-        {kEncodingXX, "abc", "1MK7X\n"},
-        {kEncodingMIME, "abc", "YWJj\n"},
-        {kEncodingUU, "a", "!80\n"},
-        {kEncodingMIME, "a", "YQ==\n"},
-        {kEncodingMIME, "ab", "YWI=\n"},
-        {kEncodingUU, "", "`\n"},
-        {kEncodingXX, "", "+\n"},
-        {kEncodingUU, {"\0\0\0", 3}, "#````\n"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(EncodeText(c.encoding, c.input, nullptr), c.expected);
-    }
-    // The line end is the caller's: CR LF goes after the data, the counters describe LF ends.
-    LineEncodeSums crlf;
-    std::array<char, kMaxLineLength + 2> line{};
-    const std::size_t n =
-        EncodeLineText(Bytes("hello"), Base64Alphabet, true, "\r\n", &crlf, line.data());
-    EXPECT_EQ(std::string(line.data(), n), "aGVsbG8=\r\n");
-    EXPECT_EQ(crlf.partSize, 9U);  // the pad counts in the size, never in the sum
-    EXPECT_EQ(crlf.part, ReferenceSum(0, "aGVsbG8\n"));
 }
 
 // The table-driven groups against the bit-by-bit reference, with and without the sums, and the
@@ -333,35 +291,6 @@ TEST_F(LineDecoderTest, MimeGroupsRunOnAcrossLines) {
     EXPECT_EQ(bytes, "Man");
 }
 
-TEST_F(LineDecoderTest, EncoderLinesDecodeBackWithTheEncodersCounters) {
-    for (const int encoding : {kEncodingUU, kEncodingXX, kEncodingMIME}) {
-        for (const std::size_t size : {0, 1, 2, 44, 45, 46, 1000, 4097}) {
-            Use(encoding);
-            part = PartRecord{};
-            app.decode.base64Position = 0;
-            app.decode.totals.runningChecksum = 0;
-            const std::string input = test::RandomBytes(size * 31 + encoding, size);
-            LineEncodeSums sums;
-            std::string decoded;
-            std::size_t at = 0;
-            do {
-                const std::string block = input.substr(at, kBlockSize);
-                const std::string line = EncodeText(encoding, block, &sums);
-                ASSERT_EQ(Decode(line), static_cast<int>(block.size())) << line;
-                EXPECT_LE(Touched(), block.size());
-                decoded += bytes;
-                at += kBlockSize;
-            } while (at < input.size());
-            EXPECT_EQ(Hex(decoded), Hex(input));
-            EXPECT_EQ(part.calculatedChecksum, sums.part);
-            EXPECT_EQ(part.calculatedSize, sums.partSize);
-            if (encoding != kEncodingMIME) {
-                EXPECT_EQ(app.decode.totals.runningChecksum, sums.input);
-            }
-        }
-    }
-}
-
 // Lines of up to 254 bytes of anything never make the decoder write past three quarters of the
 // line and three bytes, or past the 63 bytes a UU or XX length may call for.
 TEST_F(LineDecoderTest, HostileLinesNeverWritePastTheirRoom) {
@@ -469,27 +398,6 @@ TEST_F(LineDecoderTest, QuickWayAgreesWithTheExactWay) {
     LineBuffer mime{};
     std::memcpy(mime.data(), "QUJD\n", 5);
     EXPECT_EQ(DecodeLineQuick(app, mime.data(), out.data(), part), kTakeExactWay);
-}
-
-TEST(SumR, LineToEndTakesTextAndOneLineEnd) {
-    struct Case {
-        const char* text;
-        int consumed;
-        const char* summed;
-    };
-    const Case cases[] = {
-        {"begin 644 a.txt\r\n", 16, "begin 644 a.txt\n"},
-        {"end\r", 4, "end\n"},
-        {"end", 3, "end"},
-        {"", 0, ""},
-        {"ab\rcd\n", 3, "ab\n"},
-        {"\xE9\xFF\n", 3, "\xE9\xFF\n"},
-    };
-    for (const Case& c : cases) {
-        uint32_t sum = 4321;
-        EXPECT_EQ(SumLineToEnd(c.text, sum), c.consumed) << c.text;
-        EXPECT_EQ(sum, ReferenceSum(4321, c.summed)) << c.text;
-    }
 }
 
 TEST(BinHexCrc, TableStepIsTheBitByBitStepEverywhere) {

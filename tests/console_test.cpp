@@ -110,19 +110,7 @@ protected:
         return Collect(Start(args, input));
     }
     // The files of the scratch directory, hidden ones left out.
-    std::string Files() const {
-        std::set<std::string> names;
-        for (const auto& entry : fs::directory_iterator(dir_)) {
-            if (!entry.path().filename().string().starts_with(".")) {
-                names.insert(entry.path().filename().string());
-            }
-        }
-        std::string list;
-        for (const auto& name : names) {
-            list += (list.empty() ? "" : " ") + name;
-        }
-        return list;
-    }
+    std::string Files() const { return test::ListDirectory(dir_, false); }
     std::string Settings() const { return ReadFile(Path(".config/Quorvane, Inc./Mandrel32.conf")); }
 
     test::TempDir scratch_;
@@ -138,65 +126,33 @@ TEST_F(Console, EncodesAndDecodesWithTheReportsAndStatuses) {
         std::string files;
     };
     const std::string uue = Path("photo.uue");
+    const std::string three = "photo.jpg photo.uue photo.xxe";
+    const std::string encoded = "photo.jpg Successfully UU Encoded to\n" + uue + "\n";
+    // clang-format off
     const Case cases[] = {
-        {{"-N", "-Eu", Path("photo.jpg")},
-         0,
-         "photo.jpg Successfully UU Encoded to\n" + uue + "\n",
-         "",
-         "photo.jpg photo.uue"},
+        {{"-N", "-Eu", Path("photo.jpg")}, 0, encoded, "", "photo.jpg photo.uue"},
         // Options stand anywhere before "--".
-        {{"-N", "-Ex", "--encodechecksum=1", Path("photo.jpg"), "--quiet"},
-         0,
-         "",
-         "",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"-N", Path("photo.xxe"), "--quiet", "--decodedirselect=152",
-          "--decodedir=" + Path("out")},
-         1,
-         "",
-         kPrefix + "Can't Write to " + Path("out/photo.jpg") + " because\n\n" +
-             SystemErrorText(ENOENT) + "\n",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"--quiet", "-N", Path("nothing.txt")},
-         1,
-         "",
-         kPrefix + "Can't read " + Path("nothing.txt") + "\n",
-         "photo.jpg photo.uue photo.xxe"},
+        {{"-N", "-Ex", "--encodechecksum=1", Path("photo.jpg"), "--quiet"}, 0, "", "", three},
+        {{"-N", Path("photo.xxe"), "--quiet", "--decodedirselect=152", "--decodedir=" + Path("out")}, 1, "",
+         kPrefix + "Can't Write to " + Path("out/photo.jpg") + " because\n\n" + SystemErrorText(ENOENT) + "\n", three},
+        {{"--quiet", "-N", Path("nothing.txt")}, 1, "", kPrefix + "Can't read " + Path("nothing.txt") + "\n", three},
         // The output size is held to its range; a shell archive takes LF and no checksums.
-        {{"--encodeoutputsize=100", "--encodetype=Comp.binaries", "-N", "-Eu", Path("photo.jpg")},
-         0,
-         "photo.jpg Successfully UU Encoded to\n" + uue + "\n",
-         kPrefix + "Output Size Must be between 4500 and 1048576.\n",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"-N", "-R", "-Eu", Path("photo.jpg")},
-         1,
-         "",
-         kPrefix + "File associations are not available in the console program yet; make them "
-                   "from the desktop program's General Configuration.\n",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"-N", "-C", Path("photo.jpg")},
-         1,
-         "",
-         kPrefix + "Can't Open Clipboard because\n\n" + SystemErrorText(ENOTSUP) + "\n",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"-N"},
-         2,
-         "",
-         kPrefix + "No files named.\nUsage: mandrel [OPTIONS] [SWITCHES] FILE...\nTry mandrel "
-                   "--help for more.\n",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"--encodetype=15", "-N", "-E", Path("photo.jpg")},
-         2,
-         "",
-         kPrefix + "Invalid value \"15\" for --encodetype: expected an encode format number or "
-                   "name (listed by --help).\n",
-         "photo.jpg photo.uue photo.xxe"},
-        {{"--nosuchsetting=1", Path("photo.jpg")},
-         2,
-         "",
-         kPrefix + "Unknown option --nosuchsetting=1 (try --help).\n",
-         "photo.jpg photo.uue photo.xxe"},
+        {{"--encodeoutputsize=100", "--encodetype=Comp.binaries", "-N", "-Eu", Path("photo.jpg")}, 0, encoded,
+         kPrefix + "Output Size Must be between 4500 and 1048576.\n", three},
+        {{"-N", "-R", "-Eu", Path("photo.jpg")}, 1, "",
+         kPrefix + "File associations are not available in the console program yet; make them from the desktop "
+                   "program's General Configuration.\n", three},
+        {{"-N", "-C", Path("photo.jpg")}, 1, "",
+         kPrefix + "Can't Open Clipboard because\n\n" + SystemErrorText(ENOTSUP) + "\n", three},
+        {{"-N"}, 2, "",
+         kPrefix + "No files named.\nUsage: mandrel [OPTIONS] [SWITCHES] FILE...\nTry mandrel --help for more.\n", three},
+        {{"--encodetype=15", "-N", "-E", Path("photo.jpg")}, 2, "",
+         kPrefix + "Invalid value \"15\" for --encodetype: expected an encode format number or name (listed by "
+                   "--help).\n", three},
+        {{"--nosuchsetting=1", Path("photo.jpg")}, 2, "", kPrefix + "Unknown option --nosuchsetting=1 (try --help).\n",
+         three},
     };
+    // clang-format on
     for (const Case& c : cases) {
         const RunResult run = Run(c.args);
         EXPECT_EQ(run.status, c.status) << c.args[0] << " " << c.args.back();

@@ -20,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kKey = "Software\\Quorvane, Inc.\\Mandrel32\\2.0";
+constexpr const char* kKey = R"(Software\Quorvane, Inc.\Mandrel32\2.0)";
 
 // Every stored value of the three groups as text, for comparing whole records.
 std::map<std::string, std::string> StoredValues(const Config& config) {
@@ -122,10 +122,10 @@ TEST_F(SettingsStore, EveryValueRoundTripsInTheVersionSection) {
         EXPECT_NE(text.find(line), std::string::npos) << line;
     }
     // Texts that mean something to an INI file come back as they were.
+    using namespace std::string_literals;
     for (const std::string& hostile :
-         {std::string("a=b;c#d"), std::string("[2.0]"), std::string("@Variant(x)"),
-          std::string("\"quoted\""), std::string("trailing\\"), std::string("tab\there"),
-          std::string("   "), std::string(255, 'w')}) {
+         {"a=b;c#d"s, "[2.0]"s, "@Variant(x)"s, R"("quoted")"s, R"(trailing\)"s, "tab\there"s,
+          "   "s, std::string(255, 'w')}) {
         config.encodedir = hostile;
         EXPECT_EQ(Save(config), 0);
         LoadFresh(loaded);
@@ -137,7 +137,7 @@ TEST_F(SettingsStore, EveryValueRoundTripsInTheVersionSection) {
 // and count as failures.
 TEST_F(SettingsStore, DamagedFilesAndBadValuesLeaveTheDefaults) {
     const std::string damaged[] = {
-        std::string("\0\x01\x02\xff\xfe binary \x80\x81\n\n", 18),
+        std::string("\0\x01\x02\xff\xfe binary \x80\x81\n\n", 17),
         "[[[[\n]]]]\n====\n",
         "[2.0]\nencodemethod=183,184\ndecodejoin=1 2\nencodetype=3.5\n",
         "[2.0]\nencodedir=" + std::string(300, 'p') + "\n",
@@ -153,20 +153,14 @@ TEST_F(SettingsStore, DamagedFilesAndBadValuesLeaveTheDefaults) {
         std::string text;
         int32_t loaded;
     };
+    // clang-format off
     const Number numbers[] = {
-        {"4500", 4500},
-        {"+7", 7},
-        {"007", 7},
-        {"-2147483648", -2147483647 - 1},
-        {"2147483647", 2147483647},
-        {"2147483648", kDefaultOutputSize},
-        {"99999999999999999999", kDefaultOutputSize},
-        {"5x", kDefaultOutputSize},
-        {"0x10", kDefaultOutputSize},
-        {"1e3", kDefaultOutputSize},
-        {"--1", kDefaultOutputSize},
-        {"+", kDefaultOutputSize},
+        {"4500", 4500}, {"+7", 7}, {"007", 7},
+        {"-2147483648", -2147483647 - 1}, {"2147483647", 2147483647}, {"2147483648", kDefaultOutputSize},
+        {"99999999999999999999", kDefaultOutputSize}, {"5x", kDefaultOutputSize}, {"0x10", kDefaultOutputSize},
+        {"1e3", kDefaultOutputSize}, {"--1", kDefaultOutputSize}, {"+", kDefaultOutputSize},
     };
+    // clang-format on
     for (const Number& n : numbers) {
         WriteConf("[2.0]\nencodeoutputsize=" + n.text + "\nencodemethod=183\n");
         Config config;
@@ -182,24 +176,18 @@ TEST(FileNames, NamesFromTheTextAreMadeSafe) {
         std::string output;
         int replaced;
     };
+    // clang-format off
     const Case cases[] = {
-        {"C:\\dir\\a*b.txt", "a_b.txt", 1},
-        {"\"x y.zip\"", "x y.zip", 0},
-        {"../up.txt", "up.txt", 0},
-        {"/etc/passwd", "passwd", 0},
-        {"..", "__", 1},
-        {".", "_", 1},
-        {"a/..", "__", 1},
-        {"C:..\\x", "x", 0},
-        {"host:name.txt", "name.txt", 0},
+        {"C:\\dir\\a*b.txt", "a_b.txt", 1}, {"\"x y.zip\"", "x y.zip", 0}, {"../up.txt", "up.txt", 0},
+        {"/etc/passwd", "passwd", 0},       {"..", "__", 1},                {".", "_", 1},
+        {"a/..", "__", 1},                  {"C:..\\x", "x", 0},            {"host:name.txt", "name.txt", 0},
+        {"a<b>c?d|e*", "a_b_c_d_e_", 1},    {"...", "...", 0},              {"dir/", "", 0},
         {std::string("a\x01\x1f\x7f", 4), std::string("a__\x7f", 4), 1},
         {"caf\xe9 \x80\xff.txt", "caf_ __.txt", 1},
-        {"a<b>c?d|e*", "a_b_c_d_e_", 1},
-        {"...", "...", 0},
-        {"dir/", "", 0},
         {std::string(300, 'n'), std::string(255, 'n'), 0},
         {"dir/" + std::string(300, 'd'), std::string(251, 'd'), 0},
     };
+    // clang-format on
     for (const Case& c : cases) {
         std::string name = c.input;
         EXPECT_EQ(SanitizeFileName(name), c.replaced) << c.input;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,20 +48,31 @@ protected:
         return Shell("HOME='" + home + "' XDG_CONFIG_HOME='" + home + "' TMPDIR='" +
                      dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH + "' --quiet -N " + args);
     }
-    // The first field of BSD "sum -r" for a file.
-    unsigned long BsdSum(const std::string& name) const {
-        std::string out;
-        EXPECT_EQ(Shell("sum -r '" + name + "'", &out), 0);
-        return std::stoul(out);
+    // The first field of BSD "sum -r" for a file of the work directory.
+    uint32_t BsdSum(const std::string& name) const {
+        const std::optional<uint32_t> sum = test::SystemSumR(dir.File(name));
+        EXPECT_TRUE(sum.has_value()) << name;
+        return sum.value_or(0);
     }
+    // The numbered parts stem1<extension>, stem2<extension>... that exist, in part order.
+    std::vector<std::string> PartNames(const std::string& stem,
+                                       const std::string& extension) const {
+        std::vector<std::string> names;
+        for (int p = 1;; ++p) {
+            std::string name = stem;
+            name.append(std::to_string(p)).append(extension);
+            if (!fs::exists(dir.File(name))) {
+                return names;
+            }
+            names.push_back(std::move(name));
+        }
+    }
+    // A file's lines, CRs left out.
     std::vector<std::string> Lines(const std::string& name) const {
-        std::vector<std::string> lines;
         std::string text = ReadFile(dir.File(name));
         std::erase(text, '\r');
-        for (std::size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
-            lines.push_back(text.substr(at, text.find('\n', at) - at));
-        }
-        return lines;
+        const std::vector<std::string_view> lines = test::SplitLines(text);
+        return {lines.begin(), lines.end()};
     }
 
     test::TempDir dir;
@@ -75,12 +87,12 @@ TEST_F(Interop, SingleFilesComeBackFromThePeers) {
         const char* extension;
         const char* peer;  // %s: the encoded file
     };
+    // clang-format off
     const Case cases[] = {
-        {"-Eu", ".uue", "uudecode -o out/%n %s"},
-        {"-Ex", ".xxe", "uudeview -i -o -q -p out/ %s"},
-        {"-Em", ".mme", "uudeview -i -o -q -p out/ %s"},
-        {"-Eb", ".hqx", "uudeview -i -o -q -p out/ %s"},
+        {"-Eu", ".uue", "uudecode -o out/in.bin %s"}, {"-Ex", ".xxe", "uudeview -i -o -q -p out/ %s"},
+        {"-Em", ".mme", "uudeview -i -o -q -p out/ %s"}, {"-Eb", ".hqx", "uudeview -i -o -q -p out/ %s"},
     };
+    // clang-format on
     // uudeview tells XX from UU only after eight full lines: the shorter XX inputs are left out.
     for (const std::size_t size : {0, 1, 44, 45, 46, 360, 102400, 5 << 20}) {
         for (const Case& c : cases) {
@@ -97,9 +109,6 @@ TEST_F(Interop, SingleFilesComeBackFromThePeers) {
                           0);
                 std::string peer = c.peer;
                 peer.replace(peer.find("%s"), 2, std::string("in") + c.extension);
-                if (const std::size_t n = peer.find("%n"); n != std::string::npos) {
-                    peer.replace(n, 2, "in.bin");
-                }
                 ASSERT_EQ(Shell(peer), 0) << peer;
                 EXPECT_TRUE(ReadFile(dir.File("out/in.bin")) == bytes)
                     << c.method << " " << size << " " << eol;
@@ -112,15 +121,8 @@ TEST_F(Interop, PartsComeBackFromUudeviewAndTheShell) {
     if (!Have("uudeview") || !Have("uudecode")) {
         GTEST_SKIP() << "sharutils or uudeview missing";
     }
-    const std::string bytes = test::RandomBytes(7, 100 * 1024);
+    const std::string bytes = test::RandomBytes(7, std::size_t{100} * 1024);
     WriteFile(dir.File("sample.bin"), bytes);
-    const auto parts = [this] {
-        std::vector<std::string> names;
-        for (int p = 1; fs::exists(dir.File("sample" + std::to_string(p) + ".uue")); ++p) {
-            names.push_back("sample" + std::to_string(p) + ".uue");
-        }
-        return names;
-    };
     // uudeview takes the "END..." cut lines of some formats for data; the formats it reads:
     // those without a Subject in the parts saved as one file, the others handed over shuffled.
     for (const int format : {4, 5, 6, 8, 17}) {
@@ -131,26 +133,19 @@ TEST_F(Interop, PartsComeBackFromUudeviewAndTheShell) {
                               " --encodeoutputsize=4500 --encodecrlf=" + std::to_string(eol) +
                               " -Eu sample.bin"),
                       0);
-            std::vector<std::string> names = parts();
+            std::vector<std::string> names = PartNames("sample", ".uue");
             ASSERT_GT(names.size(), 9U);
-            std::string args;
-            if (format == 4 || format == 5) {
-                ASSERT_EQ(Shell("cat " +
-                                [&names] {
-                                    std::string all;
-                                    for (const auto& n : names) {
-                                        all += n + " ";
-                                    }
-                                    return all;
-                                }() +
-                                "> joined.txt"),
-                          0);
-                args = "joined.txt";
-            } else {
+            const bool oneFile = format == 4 || format == 5;
+            if (!oneFile) {
                 std::rotate(names.begin(), names.begin() + 3, names.end());
-                for (const auto& n : names) {
-                    args += n + " ";
-                }
+            }
+            std::string args;
+            for (const auto& n : names) {
+                args += n + " ";
+            }
+            if (oneFile) {
+                ASSERT_EQ(Shell("cat " + args + "> joined.txt"), 0);
+                args = "joined.txt";
             }
             ASSERT_EQ(Shell("uudeview -i -o -q -p out/ " + args), 0);
             EXPECT_TRUE(ReadFile(dir.File("out/sample.bin")) == bytes) << format << " " << eol;
@@ -163,7 +158,7 @@ TEST_F(Interop, PartsComeBackFromUudeviewAndTheShell) {
         ASSERT_EQ(Mandrel("--encodetype=10 --encodecrlf=176 --encodeoutputsize=" +
                           std::to_string(size) + " -Eu sample.bin"),
                   0);
-        std::vector<std::string> names = parts();
+        std::vector<std::string> names = PartNames("sample", ".uue");
         std::reverse(names.begin(), names.end());
         fs::remove_all(dir.path() / "run");
         fs::create_directories(dir.path() / "run");
@@ -184,7 +179,7 @@ TEST_F(Interop, ChecksumLinesAgreeWithBsdSum) {
         GTEST_SKIP() << "sum missing";
     }
     WriteFile(dir.File("sample.bin"), test::RandomBytes(3, 30000));
-    const unsigned long input = BsdSum("sample.bin");
+    const uint32_t input = BsdSum("sample.bin");
     for (const std::string method : {"-Eu", "-Ex"}) {
         for (const int format : {3, 4}) {
             ASSERT_EQ(Mandrel("--encodechecksum=1 --encodeoutputsize=4500 --encodecrlf=175 "
@@ -192,15 +187,8 @@ TEST_F(Interop, ChecksumLinesAgreeWithBsdSum) {
                               std::to_string(format) + " " + method + " sample.bin"),
                       0);
             const std::string extension = method == "-Eu" ? ".uue" : ".xxe";
-            std::vector<std::string> names;
-            if (format == 3) {
-                names.push_back("sample" + extension);
-            }
-            for (int p = 1;
-                 format == 4 && fs::exists(dir.File("sample" + std::to_string(p) + extension));
-                 ++p) {
-                names.push_back("sample" + std::to_string(p) + extension);
-            }
+            const std::vector<std::string> names =
+                format == 3 ? std::vector{"sample" + extension} : PartNames("sample", extension);
             ASSERT_GT(names.size(), format == 4 ? 2U : 0U);
             for (const std::string& name : names) {
                 const std::vector<std::string> lines = Lines(name);
@@ -231,14 +219,6 @@ TEST_F(Interop, ChecksumLinesAgreeWithBsdSum) {
     }
 }
 
-std::string WithLineEnds(const std::string& text, const std::string& eol) {
-    std::string out;
-    for (const char c : text) {
-        out += c == '\n' ? eol : std::string(1, c);
-    }
-    return out;
-}
-
 const std::string kMail =
     "From: Someone <someone@example.org>\nTo: list@example.org\nSubject: the picture\n"
     "Date: Mon, 23 Nov 2026 01:02:03 +0000\nMessage-ID: <1234@example.org>\n\n"
@@ -255,27 +235,24 @@ TEST_F(Interop, WhatThePeersWriteIsDecoded) {
         GTEST_SKIP() << "sharutils, mpack or uudeview missing";
     }
     struct Case {
-        const char* writer;  // makes text.txt from orig/<name>
+        std::string writer;  // makes text.txt, or writes to standard output, from orig/<name>
         const char* name;
         std::size_t size;
         const char* eol;
         const std::string* wrap;
     };
     const std::string plain = "%s";
+    const std::string uu = "uuencode 'orig/picture.gif' picture.gif";
+    const std::string mpack = "cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'";
+    // clang-format off
     const Case cases[] = {
-        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 0, "\n", &plain},
-        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 46, "\r\n", &plain},
-        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 1000, "\r", &plain},
-        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 5000, "\r\n", &kMail},
-        {"uuencode 'orig/picture.gif' picture.gif", "picture.gif", 7000, "\r\n", &kNews},
-        {"cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'", "my photo.jpg", 0, "\n",
-         &plain},
-        {"cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'", "my photo.jpg", 58, "\r\n",
-         &plain},
-        {"cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'", "my photo.jpg", 102400, "\n",
-         &kNews},
+        {uu, "picture.gif", 0, "\n", &plain},        {uu, "picture.gif", 46, "\r\n", &plain},
+        {uu, "picture.gif", 1000, "\r", &plain},     {uu, "picture.gif", 5000, "\r\n", &kMail},
+        {uu, "picture.gif", 7000, "\r\n", &kNews},  {mpack, "my photo.jpg", 0, "\n", &plain},
+        {mpack, "my photo.jpg", 58, "\r\n", &plain}, {mpack, "my photo.jpg", 102400, "\n", &kNews},
         {"uuenview -x 'orig/x.bin'", "x.bin", 3000, "\n", &plain},
     };
+    // clang-format on
     for (const Case& c : cases) {
         fs::remove_all(dir.path() / "orig");
         fs::create_directories(dir.path() / "orig");
@@ -287,7 +264,7 @@ TEST_F(Interop, WhatThePeersWriteIsDecoded) {
         fs::remove(dir.File("text.txt"));
         std::string wrapped = *c.wrap;
         wrapped.replace(wrapped.find("%s"), 2, text);
-        WriteFile(dir.File("input.txt"), WithLineEnds(wrapped, c.eol));
+        WriteFile(dir.File("input.txt"), test::WithLineEnds(wrapped, c.eol));
         EXPECT_EQ(Mandrel("input.txt"), 0) << c.writer << " " << c.size;
         EXPECT_TRUE(ReadFile(dir.File(c.name)) == bytes) << c.writer << " " << c.size;
         fs::remove(dir.File(c.name));

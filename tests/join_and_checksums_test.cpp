@@ -3,7 +3,6 @@
 // report or the checksum details that follow.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -22,19 +21,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The checksum coreutils' "sum -r" prints for a file: an independent sum.
-std::optional<uint32_t> SystemSumR(const std::string& path) {
-    const std::string command = "sum -r '" + path + "' 2>/dev/null";
-    std::FILE* pipe = ::popen(command.c_str(), "r");  // NOLINT(cert-env33-c)
-    if (pipe == nullptr) {
-        return std::nullopt;
-    }
-    unsigned value = 0;
-    const int got = std::fscanf(pipe, "%u", &value);
-    ::pclose(pipe);
-    return got == 1 ? std::optional<uint32_t>(value) : std::nullopt;
-}
-
 class AfterTheParts : public ::testing::Test {
 protected:
     AfterTheParts() {
@@ -46,18 +32,16 @@ protected:
     }
 
     std::string AddPart(int row, int part, std::string_view bytes) {
-        const std::string path = dir.File("mdr-part" + std::to_string(part) + ".tmp");
+        std::string path = dir.File("mdr-part" + std::to_string(part) + ".tmp");
         test::WriteFile(path, bytes);
         PartRecord& record = app.parts.rows[static_cast<std::size_t>(row)];
         record.partNumber = part;
         record.fileName = path;
         return path;
     }
+    // The message texts shown since the last call.
     std::vector<std::string> Messages() {
-        std::vector<std::string> texts;
-        for (const auto& m : ui.messages) {
-            texts.push_back(m.text);
-        }
+        std::vector<std::string> texts = ui.MessageTexts();
         ui.messages.clear();
         return texts;
     }
@@ -69,7 +53,7 @@ protected:
     // Writes the decoded output and gives its true "sum -r".
     uint32_t WriteOutput(const std::string& bytes) {
         test::WriteFile(app.job.JobOutputPath, bytes);
-        const std::optional<uint32_t> sum = SystemSumR(app.job.JobOutputPath);
+        const std::optional<uint32_t> sum = test::SystemSumR(app.job.JobOutputPath);
         EXPECT_TRUE(sum.has_value()) << "sum -r is needed";
         return sum.value_or(0);
     }
@@ -198,8 +182,8 @@ TEST_F(AfterTheParts, DifferencesAreListedInOrder) {
 // The running sum follows the order the bytes were decoded in, which is not the file's for
 // parts that came out of order, and MIME keeps none: the file on disk settles it.
 TEST_F(AfterTheParts, TheOutputOnDiskSettlesTheSum) {
-    const std::string first = test::RandomBytes(11, 45 * 40);
-    const std::string second = test::RandomBytes(12, 45 * 17);
+    const std::string first = test::RandomBytes(11, std::size_t{45} * 40);
+    const std::string second = test::RandomBytes(12, std::size_t{45} * 17);
     const uint32_t truth = WriteOutput(first + second);
     const uint32_t reversed = SumRAddText(SumRAddText(0, second), first);
     ASSERT_NE(truth, reversed);

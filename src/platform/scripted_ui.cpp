@@ -99,4 +99,22 @@ void ScriptedUi::ChecksumDetailsDialog(std::string_view caption, std::string_vie
         {"ChecksumDetails", std::string(caption) + "\n" + std::string(inputPath), lines});
 }
 
+std::vector<std::string> ScriptedUi::MessageTexts() const {
+    std::vector<std::string> texts;
+    for (const ShownMessage& m : messages) {
+        texts.push_back(m.text);
+    }
+    return texts;
+}
+
+std::vector<std::string> ScriptedUi::DialogTexts(std::string_view kind) const {
+    std::vector<std::string> texts;
+    for (const Dialog& d : dialogs) {
+        if (d.kind == kind) {
+            texts.push_back(d.text);
+        }
+    }
+    return texts;
+}
+
 }  // namespace mandrel

@@ -67,6 +67,10 @@ public:
     std::deque<DecodeErrorChoice> decodeErrorAnswers;
     std::deque<RetryChoice> retryAnswers;
     std::deque<EncodeOrDecodeChoice> encodeOrDecodeAnswers;
+
+    // The texts of the message boxes shown, and of the decoder's dialogs of one kind.
+    std::vector<std::string> MessageTexts() const;
+    std::vector<std::string> DialogTexts(std::string_view kind) const;
 };
 
 }  // namespace mandrel

@@ -1,6 +1,7 @@
 #include "support/test_files.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <random>
@@ -64,10 +65,13 @@ std::string RandomBytes(uint64_t seed, std::size_t size) {
     return bytes;
 }
 
-std::string ListDirectory(const std::filesystem::path& directory) {
+std::string ListDirectory(const std::filesystem::path& directory, bool hidden) {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(directory)) {
-        names.push_back(entry.path().filename().string());
+        const std::string name = entry.path().filename().string();
+        if (hidden || !name.starts_with('.')) {
+            names.push_back(name);
+        }
     }
     std::sort(names.begin(), names.end());
     std::string list;
@@ -75,6 +79,66 @@ std::string ListDirectory(const std::filesystem::path& directory) {
         list += list.empty() ? name : " " + name;
     }
     return list;
+}
+
+std::string WithLineEnds(std::string_view text, std::string_view eol) {
+    std::string out;
+    for (const char c : text) {
+        if (c == '\n') {
+            out += eol;
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+std::vector<std::string_view> SplitLines(std::string_view text) {
+    std::vector<std::string_view> lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return lines;
+}
+
+std::span<const unsigned char> Bytes(std::string_view text) {
+    return {reinterpret_cast<const unsigned char*>(text.data()), text.size()};
+}
+
+std::string Hex(std::string_view bytes) {
+    static constexpr char kDigits[] = "0123456789abcdef";
+    std::string text;
+    for (const char c : bytes) {
+        const auto b = static_cast<unsigned char>(c);
+        text += kDigits[b >> 4];
+        text += kDigits[b & 0x0FU];
+    }
+    return text;
+}
+
+std::optional<uint32_t> SystemSumR(const std::string& path) {
+    const std::string command = "sum -r '" + path + "' 2>/dev/null";
+    std::FILE* pipe = ::popen(command.c_str(), "r");  // NOLINT(cert-env33-c)
+    if (pipe == nullptr) {
+        return std::nullopt;
+    }
+    unsigned value = 0;
+    const int got = std::fscanf(pipe, "%u", &value);
+    ::pclose(pipe);
+    return got == 1 ? std::optional<uint32_t>(value) : std::nullopt;
+}
+
+uint16_t Crc16Xmodem(std::string_view bytes) {
+    uint32_t crc = 0;
+    for (const char c : bytes) {
+        crc ^= static_cast<uint32_t>(static_cast<unsigned char>(c)) << 8;
+        for (int i = 0; i < 8; ++i) {
+            crc = (crc & 0x8000U) != 0 ? (crc << 1) ^ 0x1021U : crc << 1;
+        }
+    }
+    return static_cast<uint16_t>(crc);
 }
 
 }  // namespace mandrel::test

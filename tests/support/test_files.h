@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace mandrel::test {
 
@@ -39,7 +41,18 @@ private:
 void WriteFile(const std::string& path, std::string_view bytes);
 std::string ReadFile(const std::string& path);
 std::string RandomBytes(uint64_t seed, std::size_t size);
-// Every file name in a directory, sorted.
-std::string ListDirectory(const std::filesystem::path& directory);
+std::span<const unsigned char> Bytes(std::string_view text);
+// The text with every LF replaced by eol.
+std::string WithLineEnds(std::string_view text, std::string_view eol);
+// The lines of a text without their LF; a last line without one counts too.
+std::vector<std::string_view> SplitLines(std::string_view text);
+// Lower-case hexadecimal digits of the bytes, for readable failures.
+std::string Hex(std::string_view bytes);
+// The checksum coreutils' "sum -r" prints for a file: an independent sum. None without sum.
+std::optional<uint32_t> SystemSumR(const std::string& path);
+// CRC-16/XMODEM in its usual form, written from its definition: what BinHex's CRC must equal.
+uint16_t Crc16Xmodem(std::string_view bytes);
+// Every file name in a directory, sorted; with hidden false, those starting with "." left out.
+std::string ListDirectory(const std::filesystem::path& directory, bool hidden = true);
 
 }  // namespace mandrel::test
