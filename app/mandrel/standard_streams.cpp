@@ -10,7 +10,7 @@ namespace mandrel {
 
 namespace {
 
-constexpr std::size_t kCopyBlock = 256 * 1024;
+constexpr std::size_t kCopyBlock = std::size_t{256} * 1024;
 
 struct FileCloser {
     void operator()(std::FILE* file) const {

@@ -17,7 +17,7 @@ namespace {
 // The missing-parts text may not grow past what the message box was sized for.
 constexpr std::size_t kMaxMissingText = 510;
 // Bigger blocks than the layer's own buffer save calls; the result is the same file.
-constexpr long kAppendBlock = 64 * 1024;
+constexpr long kAppendBlock = long{64} * 1024;
 
 // The list of parts that never turned up, or "" when every part from 1 to total is there.
 std::string MissingPartsText(const PartTable& parts, int total) {

@@ -55,7 +55,7 @@ void EndData(EncodeContext& app, const char* eol) {
 void AppendSectionEnding(EncodeContext& app, int part, bool lastPart, const char* eol) {
     if (part == 1) {
         if (lastPart) {
-            AppendFormatted(app, "\"begin\" to \"end\")%s", eol);
+            AppendFormatted(app, R"("begin" to "end")%s)", eol);
         } else {
             AppendFormatted(app, "\"begin\" to last encoded line)%s", eol);
         }

@@ -262,21 +262,19 @@ std::string JoinArguments(const std::vector<std::string>& arguments, std::size_t
         if (i > 0) {
             line += '\t';
         }
-        if (i >= namesFrom && !argument.empty() && argument.find('"') == std::string::npos) {
-            line += '"';
-            line += argument;
-            line += '"';
-        } else if (rawNext) {
+        const bool name =
+            i >= namesFrom && !argument.empty() && argument.find('"') == std::string::npos;
+        if (!name && rawNext) {
             line += argument;
             rawNext = false;
-        } else if (IsBareOutputSwitch(argument)) {
+        } else if (!name && IsBareOutputSwitch(argument)) {
             line += argument.substr(0, 2);
             line += ':';
             rawNext = true;
-        } else if (IsBareSwitch(argument, 'M')) {
+        } else if (!name && IsBareSwitch(argument, 'M')) {
             line += argument;
             rawNext = true;
-        } else if (NeedsQuotes(argument)) {
+        } else if (name || NeedsQuotes(argument)) {
             line += '"';
             line += argument;
             line += '"';

@@ -53,6 +53,7 @@ private:
     int Encode();
     int Decode();
     int JoinAndDecode();
+    bool DecodesItsInput();
     int CannotRead(int direction);
     int Interactive() const { return request_.interactive ? 1 : 0; }
 
@@ -60,6 +61,20 @@ private:
     const JobRequest& request_;
     JobOutcome outcome_;
 };
+
+// A file handed over without a direction is decoded when the decode method takes it for
+// encoded text.
+bool JobRun::DecodesItsInput() {
+    switch (request_.direction) {
+        case JobRequest::Direction::Encode:
+            return false;
+        case JobRequest::Direction::Decode:
+            return true;
+        case JobRequest::Direction::ByFile:
+            break;
+    }
+    return ChooseListAction(app_, outcome_.path) == WM_DECODEFILE;
+}
 
 int JobRun::CannotRead(int direction) {
     // The window stops a list here too: no end of job, so no next file.
@@ -159,13 +174,8 @@ JobOutcome JobRun::Run() {
     int result = kResultReported;
     if (request_.inputs.size() > 1) {
         result = JoinAndDecode();
-    } else if (request_.direction == JobRequest::Direction::Encode) {
-        result = Encode();
-    } else if (request_.direction == JobRequest::Direction::Decode ||
-               ChooseListAction(app_, outcome_.path) == WM_DECODEFILE) {
-        result = Decode();
     } else {
-        result = Encode();
+        result = DecodesItsInput() ? Decode() : Encode();
     }
     outcome_.result = result;
     if (outcome_.stopsList) {
