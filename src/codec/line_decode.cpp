@@ -10,6 +10,7 @@
 #endif
 
 #include "codec/alphabets.h"
+#include "codec/decode_tables.h"
 #include "codec/sum_r.h"
 
 namespace mandrel {
@@ -19,6 +20,25 @@ namespace {
 constexpr uint16_t Step(uint16_t sum, unsigned char byte) {
     return SumRStep(sum, byte);
 }
+
+// The Base64 value of each byte shifted to its place in a group of four (18, 12, 6 and 0 bits
+// up), and -1 for bytes outside the alphabet, so that one OR of four lookups decodes a group
+// and shows any invalid byte by its sign.
+using QuadTables = std::array<std::array<int32_t, 256>, 4>;
+constexpr QuadTables MakeBase64Quad() {
+    QuadTables quad{};
+    for (auto& row : quad) {
+        row.fill(-1);
+    }
+    for (std::size_t value = 0; value < 64; ++value) {
+        const auto byte = static_cast<unsigned char>(Base64Alphabet[value]);
+        for (std::size_t place = 0; place < 4; ++place) {
+            quad[place][byte] = static_cast<int32_t>(value << (18 - 6 * place));
+        }
+    }
+    return quad;
+}
+constexpr QuadTables kBase64Quad = MakeBase64Quad();
 
 constexpr bool EndsData(unsigned char c) {
     return c == '\0' || c == '\r' || c == '\n';
@@ -321,9 +341,10 @@ int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, uns
     return decoder.Returned();
 }
 
-int DecodeBase64LineText(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                         Base64State& state, uint32_t& consumed, LineDecodeSums& sums,
-                         bool tolerant, std::string& reason) {
+int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64State& state,
+                         uint32_t& consumed, LineDecodeSums& sums, bool tolerant,
+                         std::string& reason) {
+    const DecodeTable& table = DecodeTableFor(kEncodingMIME);
     int phase = state.phase;
     unsigned carry = state.carry;
     auto partSum = static_cast<uint16_t>(sums.part);
@@ -333,27 +354,17 @@ int DecodeBase64LineText(const DecodeTable& table, const unsigned char* line, un
 
     for (;;) {
         while (phase == 0) {
-            const int32_t w = table[p[0]];
-            if (w < 0) {
+            // One lookup per character, already in place: any byte outside the alphabet makes
+            // the whole group negative.
+            const int32_t group = kBase64Quad[0][p[0]] | kBase64Quad[1][p[1]] |
+                                  kBase64Quad[2][p[2]] | kBase64Quad[3][p[3]];
+            if (group < 0) {
                 break;
             }
-            const int32_t x = table[p[1]];
-            if (x < 0) {
-                break;
-            }
-            const int32_t y = table[p[2]];
-            if (y < 0) {
-                break;
-            }
-            const int32_t z = table[p[3]];
-            if (z < 0) {
-                break;
-            }
-            const auto bits = static_cast<uint32_t>((w << 18) | (x << 12) | (y << 6) | z);
+            const auto bits = static_cast<uint32_t>(group);
             o[0] = static_cast<unsigned char>(bits >> 16);
             o[1] = static_cast<unsigned char>(bits >> 8);
             o[2] = static_cast<unsigned char>(bits);
-            carry = static_cast<unsigned>(y << 6) & 0xFFU;
             partSum = Step(Step(Step(Step(partSum, p[0]), p[1]), p[2]), p[3]);
             size += 4;
             o += 3;

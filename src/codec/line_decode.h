@@ -32,9 +32,9 @@ int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, uns
 
 // A Base64 line, a group running on from the previous line in state. consumed gets the
 // characters taken up to the line end. Same results as above; the output sum is not kept.
-int DecodeBase64LineText(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                         Base64State& state, uint32_t& consumed, LineDecodeSums& sums,
-                         bool tolerant, std::string& reason);
+int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64State& state,
+                         uint32_t& consumed, LineDecodeSums& sums, bool tolerant,
+                         std::string& reason);
 
 // The quick way for a sound UU or XX line: valid characters that fit the length character, the
 // line end and nothing else, in one tight loop (sixteen UU characters at a time with SSE2). A

@@ -120,8 +120,9 @@ std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_vie
     // Whatever line end is written, the checksum lines describe the text saved with LF ends.
     s.partSize += static_cast<uint32_t>(out - line) + 1U;
     s.part = SumRStep(s.part, '\n');
-    std::memcpy(out, eol.data(), eol.size());
-    out += eol.size();
+    for (const char c : eol) {  // one or two characters: no call for a copy
+        *out++ = c;
+    }
     return static_cast<std::size_t>(out - line);
 }
 

@@ -55,7 +55,6 @@ int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRec
     if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
         return -1;
     }
-    const DecodeTable& table = TableInUse(app, encoding);
     const auto* text = reinterpret_cast<const unsigned char*>(line);
     DecodeJob& decode = app.decode;
     LineDecodeSums sums = SumsOf(app, part);
@@ -65,7 +64,7 @@ int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRec
         // the line started.
         Base64State state = decode.base64Position == 0 ? Base64State{} : decode.base64;
         uint32_t consumed = 0;
-        count = DecodeBase64LineText(table, text, out, state, consumed, sums, tolerant != 0,
+        count = DecodeBase64LineText(text, out, state, consumed, sums, tolerant != 0,
                                      decode.DecodeErrorText);
         if (count >= 0) {
             decode.base64 = state;
@@ -73,8 +72,8 @@ int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRec
         }
     } else {
         const auto pad = static_cast<unsigned char>(AlphabetFor(encoding)[0]);
-        count =
-            DecodeGroupLineText(table, text, out, sums, tolerant != 0, pad, decode.DecodeErrorText);
+        count = DecodeGroupLineText(TableInUse(app, encoding), text, out, sums, tolerant != 0, pad,
+                                    decode.DecodeErrorText);
     }
     if (count >= 0) {
         TakeSums(app, part, sums);
