@@ -351,9 +351,11 @@ int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64St
     uint32_t size = 0;
     unsigned char* o = out;
     const unsigned char* p = line;
+    // Whole groups are read only short of the terminator, never past it.
+    const unsigned char* const groupsEnd = line + std::strlen(reinterpret_cast<const char*>(line));
 
     for (;;) {
-        while (phase == 0) {
+        while (phase == 0 && groupsEnd - p >= 4) {
             // One lookup per character, already in place: any byte outside the alphabet makes
             // the whole group negative.
             const int32_t group = kBase64Quad[0][p[0]] | kBase64Quad[1][p[1]] |

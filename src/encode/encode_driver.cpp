@@ -386,6 +386,16 @@ int EncodeRun::EncodeBlock(std::span<const unsigned char> block) {
         BinHex6Bit(app_, staged_);
         return kResultDone;
     }
+    // A line is encoded where it goes; only one that may reach a hand-on to the file or the end
+    // of the part's room takes the way through AppendOutput and its checks.
+    OutputBlock& out = job_.OutputBuffer;
+    constexpr std::size_t kLongestLine = kMaxLineLength + 1;  // its line end included
+    if (out.HasRoom(kLongestLine) && out.Used() + kLongestLine < out.Capacity()) {
+        if (const int n = EncodeLine(app_, block, out.Tail()); n > 0) {
+            out.Grew(static_cast<std::size_t>(n));
+        }
+        return kResultDone;
+    }
     std::array<char, kMaxLineLength + 2> line{};
     const int n = EncodeLine(app_, block, line.data());
     if (n > 0) {

@@ -40,6 +40,10 @@ public:
     }
     // Room is the caller's business (AppendOutput checks it).
     void Append(std::string_view text);
+    // Text written in place: Tail() takes up to the room HasRoom granted and the terminating
+    // zero after it; Grew(n) takes in the n characters written there.
+    char* Tail() { return data_.get() + held_; }
+    void Grew(std::size_t n) { held_ += n; }
     std::string_view Held() const { return {data_.get(), held_}; }
 
 private:
