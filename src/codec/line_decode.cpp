@@ -252,7 +252,7 @@ int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsig
     const int whole = length / 3 * 3;
     int produced = 0;
 #if defined(__SSE2__)
-    if (&table == &DecodeTableFor(kEncodingUU) && whole >= 12) {
+    if (&table == &kUUDecodeTable && whole >= 12) {
         if (!DecodeUuGroups(p, whole / 3, out)) {
             return kTakeExactWay;
         }
@@ -344,7 +344,7 @@ int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, uns
 int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64State& state,
                          uint32_t& consumed, LineDecodeSums& sums, bool tolerant,
                          std::string& reason) {
-    const DecodeTable& table = DecodeTableFor(kEncodingMIME);
+    const DecodeTable& table = kBase64DecodeTable;
     int phase = state.phase;
     unsigned carry = state.carry;
     auto partSum = static_cast<uint16_t>(sums.part);

@@ -1,17 +1,8 @@
 #include "decode/line_decoder.h"
 
-#include "codec/alphabets.h"
-#include "codec/line_decode.h"
-#include "decode/decode_job.h"
-
 namespace mandrel {
 
 namespace {
-
-// The table SelectDecodeTable made current, or the encoding's own while none is.
-const DecodeTable& TableInUse(const DecodeContext& app, int encoding) {
-    return app.decode.currentTable != nullptr ? *app.decode.currentTable : DecodeTableFor(encoding);
-}
 
 // The part's counters and the output's, as the kernels keep them.
 LineDecodeSums SumsOf(const DecodeContext& app, const PartRecord& part) {
@@ -25,24 +16,6 @@ void TakeSums(DecodeContext& app, PartRecord& part, const LineDecodeSums& sums) 
 }
 
 }  // namespace
-
-int DecodeLineQuick(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part) {
-    const int encoding = app.job.EncodingIndex;
-    if (encoding != kEncodingUU && encoding != kEncodingXX) {
-        return kTakeExactWay;
-    }
-    const DecodeTable& table = TableInUse(app, encoding);
-    int characters = 0;
-    const int length =
-        DecodeWholeGroups(table, reinterpret_cast<const unsigned char*>(line), out, characters);
-    if (length == kTakeExactWay) {
-        return kTakeExactWay;
-    }
-    // The length character, the data and the line end, as the exact way counts them.
-    part.calculatedSize += static_cast<uint32_t>(characters + 2);
-    app.decode.totals.runningChecksumPartial = true;
-    return length;
-}
 
 void SelectDecodeTable(DecodeContext& app, int encoding) {
     const bool known = encoding >= kEncodingUU && encoding <= kEncodingBinHex;

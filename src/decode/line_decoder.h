@@ -4,12 +4,16 @@
 
 #include <cstdint>
 
+#include "codec/alphabets.h"
+#include "codec/line_decode.h"
 #include "decode/decode_job.h"
 
 namespace mandrel {
 
-struct DecodeContext;
-struct PartRecord;
+// The table SelectDecodeTable made current, or the encoding's own while none is.
+inline const DecodeTable& TableInUse(const DecodeContext& app, int encoding) {
+    return app.decode.currentTable != nullptr ? *app.decode.currentTable : DecodeTableFor(encoding);
+}
 
 // Makes the table of the encoding current (none for 0, Auto).
 void SelectDecodeTable(DecodeContext& app, int encoding);
@@ -25,7 +29,24 @@ int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRec
 // The quick way for a UU or XX data line in strict mode: valid characters that fit the length
 // character, the line end and nothing else. Counts the part's size but keeps neither checksum,
 // which the caller must see to. out needs room for 64 bytes. Returns the bytes decoded, or
-// kTakeExactWay for any other line, with nothing changed.
-int DecodeLineQuick(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part);
+// kTakeExactWay for any other line, with nothing changed. Inline: the driver calls it for
+// every line, and the kernel behind it is a call already.
+inline int DecodeLineQuick(DecodeContext& app, const char* line, unsigned char* out,
+                           PartRecord& part) {
+    const int encoding = app.job.EncodingIndex;
+    if (encoding != kEncodingUU && encoding != kEncodingXX) {
+        return kTakeExactWay;
+    }
+    int characters = 0;
+    const int length = DecodeWholeGroups(
+        TableInUse(app, encoding), reinterpret_cast<const unsigned char*>(line), out, characters);
+    if (length == kTakeExactWay) {
+        return kTakeExactWay;
+    }
+    // The length character, the data and the line end, as the exact way counts them.
+    part.calculatedSize += static_cast<uint32_t>(characters + 2);
+    app.decode.totals.runningChecksumPartial = true;
+    return length;
+}
 
 }  // namespace mandrel
