@@ -6,6 +6,7 @@
 
 #include "codec/alphabets.h"
 #include "codec/binhex_crc.h"
+#include "codec/binhex_runs.h"
 #include "codec/decode_tables.h"
 #include "core/format.h"
 #include "core/text_util.h"
@@ -16,7 +17,6 @@ namespace mandrel {
 
 namespace {
 
-constexpr int kRunMarker = 0x90;
 constexpr int kChunkBytes = 90;
 constexpr std::size_t kMaxNameLength = 63;  // the name field holds 64 bytes with its end
 
@@ -321,42 +321,12 @@ int ReadBinHexRaw(DecodeContext& app) {
 }
 
 int ReadBinHexByte(DecodeContext& app) {
-    BinHexReaderState& r = app.decode.binhex;
-    int byte = 0;
-    if (r.runCount > 0) {
-        --r.runCount;
-        byte = r.lastByte;
-    } else {
-        for (;;) {
-            const int b = ReadBinHexRaw(app);
-            if (b < 0) {
-                return b;
-            }
-            if (b != kRunMarker) {
-                r.lastByte = b;
-                byte = b;
-                break;
-            }
-            const int n = ReadBinHexRaw(app);
-            if (n < 0) {
-                return n;
-            }
-            if (n == 0) {
-                r.lastByte = kRunMarker;
-                byte = kRunMarker;
-                break;
-            }
-            // A count of n stands for n copies in all, the one before the marker included;
-            // a count of 1 thus adds nothing and the next byte is read.
-            if (n > 1) {
-                r.runCount = n - 2;
-                byte = r.lastByte;
-                break;
-            }
-        }
+    const int byte =
+        NextExpandedByte(app.decode.binhex.runs, [&app] { return ReadBinHexRaw(app); });
+    if (byte >= 0) {
+        app.decode.totals.runningChecksum =
+            BinHexCrcUpdate(static_cast<unsigned char>(byte), app.decode.totals.runningChecksum);
     }
-    app.decode.totals.runningChecksum =
-        BinHexCrcUpdate(static_cast<unsigned char>(byte), app.decode.totals.runningChecksum);
     return byte;
 }
 

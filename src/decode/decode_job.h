@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "codec/binhex_runs.h"
 #include "codec/decode_tables.h"
 #include "codec/line_decode.h"
 #include "core/buf_file.h"
@@ -54,8 +55,7 @@ struct BinHexReaderState {
     int index = 0;          // next byte of the triple to hand out (0 to 2)
     int stopDelimiter = 0;  // where ":" was met within the group (0 = not)
     int stopEnd = 0;        // where the end of input was met within the group (0 = not)
-    int runCount = 0;       // copies of lastByte still due
-    int lastByte = 0;
+    BinHexRunState runs;
     uint32_t bytesHandedOut = 0;
     uint32_t lineEndsSeen = 0;
     uint32_t charactersRead = 0;

@@ -7,6 +7,7 @@
 
 #include "codec/alphabets.h"
 #include "codec/binhex_crc.h"
+#include "codec/binhex_runs.h"
 #include "core/text_util.h"
 #include "encode/encode_driver.h"
 #include "encode/encode_job.h"
@@ -15,7 +16,6 @@ namespace mandrel {
 
 namespace {
 
-constexpr unsigned char kRunMarker = 0x90;
 constexpr std::size_t kMaxNameLength = 63;
 constexpr int kLastColumn = 63;
 
@@ -104,11 +104,8 @@ BinHexHeader MakeBinHexHeader(std::string_view inputPath, uint32_t inputSize) {
 }
 
 void BinHexPutByte(EncodeContext& app, unsigned char byte, std::vector<unsigned char>& staged) {
-    staged.push_back(byte);
+    BinHexEscapeByte(byte, staged);
     app.encode.binhex.BinHexCrc = BinHexCrcUpdate(byte, app.encode.binhex.BinHexCrc);
-    if (byte == kRunMarker) {
-        staged.push_back(0x00);  // a literal marker, not the start of a run
-    }
 }
 
 void BinHexPutWord(EncodeContext& app, uint16_t value, std::vector<unsigned char>& staged) {
