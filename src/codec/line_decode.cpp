@@ -51,18 +51,32 @@ int RefuseByte(std::string& reason, unsigned char byte) {
     return -1;
 }
 
+// A line's text: its characters up to the terminating zero, or to the end of the span when it
+// holds none. Nothing past it is read.
+std::span<const unsigned char> TextOf(std::span<const unsigned char> line) {
+    const void* zero = std::memchr(line.data(), 0, line.size());
+    return zero == nullptr ? line
+                           : line.first(static_cast<std::size_t>(
+                                 static_cast<const unsigned char*>(zero) - line.data()));
+}
+
 // One UU or XX line. The sums are kept here and handed to the part and the output only when
 // the line is taken: a refused line then leaves no trace, and its tolerant retry counts once.
 class GroupLineDecoder {
 public:
-    GroupLineDecoder(const DecodeTable& table, unsigned char* out, int length, uint16_t partSum,
-                     uint16_t outputSum)
-        : table_(table), out_(out), length_(length), partSum_(partSum), outputSum_(outputSum) {}
+    GroupLineDecoder(const DecodeTable& table, const unsigned char* end, unsigned char* out,
+                     int length, uint16_t partSum, uint16_t outputSum)
+        : table_(table),
+          end_(end),
+          out_(out),
+          length_(length),
+          partSum_(partSum),
+          outputSum_(outputSum) {}
 
     // Whole groups of four valid characters whose bytes all belong to the line. The last group
     // and anything unusual go the character-by-character way.
     const unsigned char* FastGroups(const unsigned char* p) {
-        while (produced_ + 3 <= length_) {
+        while (produced_ + 3 <= length_ && end_ - p >= 4) {
             const int32_t w = table_[p[0]];
             if (w < 0) {
                 break;
@@ -122,10 +136,10 @@ public:
     }
 
     // The rest of the data after the fast groups. Returns where the data ended (a CR, LF or
-    // the terminating zero), or nullptr after refusing a character in strict mode.
+    // the end of the text), or nullptr after refusing a character in strict mode.
     const unsigned char* Rest(std::string& reason, const unsigned char* p, bool tolerant) {
         for (;; ++p) {
-            const unsigned char c = *p;
+            const unsigned char c = p != end_ ? *p : '\0';
             if (EndsData(c)) {
                 // The partner of a group's first character is taken whatever it is; a lone
                 // character yields no byte.
@@ -175,6 +189,7 @@ private:
     }
 
     const DecodeTable& table_;
+    const unsigned char* end_;
     unsigned char* out_;
     int length_;
     uint16_t partSum_;
@@ -241,8 +256,14 @@ constexpr bool EndsLine(unsigned char c) {
 // Every character's value is merged into one word: an invalid character (-1) sets bits above
 // the 24 that valid groups can reach, so one test per line settles validity.
 
-int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                      int& characters) {
+int DecodeWholeGroups(const DecodeTable& table, std::span<const unsigned char> buffer,
+                      std::span<unsigned char> out, int& characters) {
+    // The reads below stay within the reach of the longest length character; a shorter
+    // buffer, or too little room, takes the exact way.
+    if (buffer.size() < kQuickReach || out.size() < kQuickRoom) {
+        return kTakeExactWay;
+    }
+    const unsigned char* const line = buffer.data();
     const int length = table[line[0]];
     if (length < 0) {
         return kTakeExactWay;
@@ -253,7 +274,7 @@ int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsig
     int produced = 0;
 #if defined(__SSE2__)
     if (&table == &kUUDecodeTable && whole >= 12) {
-        if (!DecodeUuGroups(p, whole / 3, out)) {
+        if (!DecodeUuGroups(p, whole / 3, out.data())) {
             return kTakeExactWay;
         }
         produced = whole;
@@ -293,10 +314,11 @@ int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsig
     return length;
 }
 
-int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                        LineDecodeSums& sums, bool tolerant, unsigned char pad,
-                        std::string& reason) {
-    const unsigned char lengthCharacter = line[0];
+int DecodeGroupLineText(const DecodeTable& table, std::span<const unsigned char> line,
+                        std::span<unsigned char> out, LineDecodeSums& sums, bool tolerant,
+                        unsigned char pad, std::string& reason) {
+    const std::span<const unsigned char> text = TextOf(line);
+    const unsigned char lengthCharacter = text.empty() ? '\0' : text[0];
     int length = table[lengthCharacter];
     if (length < 0) {
         if (!tolerant) {
@@ -305,19 +327,20 @@ int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, uns
         }
         length = 0;
     }
-    if (lengthCharacter == '\0') {
+    if (text.empty()) {
         return 0;  // an empty text: nothing to take, not even a length
     }
 
-    GroupLineDecoder decoder(table, out, length,
+    const unsigned char* const textEnd = text.data() + text.size();
+    GroupLineDecoder decoder(table, textEnd, out.data(), length,
                              Step(static_cast<uint16_t>(sums.part), lengthCharacter),
                              static_cast<uint16_t>(sums.output));
-    const unsigned char* end = decoder.Rest(reason, decoder.FastGroups(line + 1), tolerant);
+    const unsigned char* end = decoder.Rest(reason, decoder.FastGroups(text.data() + 1), tolerant);
     if (end == nullptr) {
         return -1;
     }
     // A last line without a line end is taken as far as it goes, without the count check.
-    if (*end != '\0') {
+    if (end != textEnd) {
         const int found = 3 * decoder.Count() / 4;
         if (found < length || found > length + 2) {
             if (!tolerant) {
@@ -341,21 +364,21 @@ int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, uns
     return decoder.Returned();
 }
 
-int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64State& state,
-                         uint32_t& consumed, LineDecodeSums& sums, bool tolerant,
-                         std::string& reason) {
+int DecodeBase64LineText(std::span<const unsigned char> line, std::span<unsigned char> out,
+                         Base64State& state, uint32_t& consumed, LineDecodeSums& sums,
+                         bool tolerant, std::string& reason) {
     const DecodeTable& table = kBase64DecodeTable;
     int phase = state.phase;
     unsigned carry = state.carry;
     auto partSum = static_cast<uint16_t>(sums.part);
     uint32_t size = 0;
-    unsigned char* o = out;
-    const unsigned char* p = line;
-    // Whole groups are read only short of the terminator, never past it.
-    const unsigned char* const groupsEnd = line + std::strlen(reinterpret_cast<const char*>(line));
+    unsigned char* o = out.data();
+    const std::span<const unsigned char> text = TextOf(line);
+    const unsigned char* p = text.data();
+    const unsigned char* const textEnd = text.data() + text.size();
 
     for (;;) {
-        while (phase == 0 && groupsEnd - p >= 4) {
+        while (phase == 0 && textEnd - p >= 4) {
             // One lookup per character, already in place: any byte outside the alphabet makes
             // the whole group negative.
             const int32_t group = kBase64Quad[0][p[0]] | kBase64Quad[1][p[1]] |
@@ -372,7 +395,7 @@ int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64St
             o += 3;
             p += 4;
         }
-        const unsigned char c = *p;
+        const unsigned char c = p != textEnd ? *p : '\0';
         if (EndsData(c)) {
             break;
         }
@@ -408,16 +431,16 @@ int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64St
         ++p;
     }
 
-    if (*p != '\0') {
+    if (p != textEnd) {
         partSum = Step(partSum, '\n');
         ++size;
     }
     state.phase = phase;
     state.carry = carry;
-    consumed = static_cast<uint32_t>(p - line);
+    consumed = static_cast<uint32_t>(p - text.data());
     sums.part = partSum;
     sums.partSize += size;
-    return static_cast<int>(o - out);
+    return static_cast<int>(o - out.data());
 }
 
 }  // namespace mandrel

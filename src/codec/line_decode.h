@@ -2,7 +2,9 @@
 // and keeping the "sum -r" counters of the part's text and of the output.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 
 #include "codec/decode_tables.h"
@@ -22,28 +24,35 @@ struct Base64State {
     unsigned carry = 0xFF;
 };
 
-// A UU or XX line (zero-terminated, its line end included) into out: room for 3/4 of the line
-// and 3 bytes, and at least 63 (a short line padded in tolerant mode yields what its length
-// character says). Returns the bytes decoded, or -1 with the reason; a refused line changes no
-// counter. tolerant decodes in spite of errors, padding a short line with pad.
-int DecodeGroupLineText(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                        LineDecodeSums& sums, bool tolerant, unsigned char pad,
-                        std::string& reason);
+// The kernels take a line as the buffer it stands in: its text runs to the terminating zero,
+// or to the end of the span when there is none, and nothing past the span is read. The line
+// end (CR, LF) belongs to the text.
+
+// A UU or XX line into out: room for 3/4 of the line and 3 bytes, and at least 63 (a short line
+// padded in tolerant mode yields what its length character says). Returns the bytes decoded,
+// or -1 with the reason; a refused line changes no counter. tolerant decodes in spite of
+// errors, padding a short line with pad.
+int DecodeGroupLineText(const DecodeTable& table, std::span<const unsigned char> line,
+                        std::span<unsigned char> out, LineDecodeSums& sums, bool tolerant,
+                        unsigned char pad, std::string& reason);
 
 // A Base64 line, a group running on from the previous line in state. consumed gets the
 // characters taken up to the line end. Same results as above; the output sum is not kept.
-int DecodeBase64LineText(const unsigned char* line, unsigned char* out, Base64State& state,
-                         uint32_t& consumed, LineDecodeSums& sums, bool tolerant,
-                         std::string& reason);
+int DecodeBase64LineText(std::span<const unsigned char> line, std::span<unsigned char> out,
+                         Base64State& state, uint32_t& consumed, LineDecodeSums& sums,
+                         bool tolerant, std::string& reason);
 
 // The quick way for a sound UU or XX line: valid characters that fit the length character, the
 // line end and nothing else, in one tight loop (sixteen UU characters at a time with SSE2). A
 // last group short of its length's bytes may stop after the characters those bytes need, as
-// many writers do. Reads at most the 1 + 84 characters a length character can call for. Keeps
-// no counter. Returns the bytes decoded with `characters` the data characters taken, or
-// kTakeExactWay for any other line; out needs room for 64 bytes.
+// many writers do. Reads up to the kQuickReach characters the longest length character can
+// call for, so the buffer must hold that many, and writes up to kQuickRoom bytes. Keeps no
+// counter. Returns the bytes decoded with `characters` the data characters taken, or
+// kTakeExactWay for any other line (or a smaller buffer or room).
 inline constexpr int kTakeExactWay = -2;
-int DecodeWholeGroups(const DecodeTable& table, const unsigned char* line, unsigned char* out,
-                      int& characters);
+inline constexpr std::size_t kQuickReach = 1 + 84 + 1;  // length, 21 groups, the line end
+inline constexpr std::size_t kQuickRoom = 64;
+int DecodeWholeGroups(const DecodeTable& table, std::span<const unsigned char> buffer,
+                      std::span<unsigned char> out, int& characters);
 
 }  // namespace mandrel

@@ -739,7 +739,7 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
     }
     const DecodeJob& decode = app_.decode;
     if (tolerant == 0 && decode.markedLine == line_.data() && decode.lineStart.offset >= 0) {
-        const int count = DecodeLineQuick(app_, line_.data(), decoded_.data(), CurrentRow());
+        const int count = DecodeLineQuick(app_, line_, decoded_, CurrentRow());
         if (count != kTakeExactWay) {
             DeferInputLine(app_, app_.parts.current, input_, decode.lineStart, decode.lineEnd);
             return count;
@@ -747,7 +747,7 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
     }
     // The exact way keeps the sum itself, after everything that went before.
     SettlePartSum(app_, app_.parts.current);
-    return DecodeLine(app_, line_.data(), decoded_.data(), CurrentRow(), tolerant);
+    return DecodeLine(app_, line_, decoded_, CurrentRow(), tolerant);
 }
 
 // What becomes of a line the decoder refused: the bytes it yields, or -1.

@@ -22,13 +22,13 @@ void SelectDecodeTable(DecodeContext& app, int encoding) {
     app.decode.currentTable = known ? &DecodeTableFor(encoding) : nullptr;
 }
 
-int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part,
-               int tolerant) {
+int DecodeLine(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
+               PartRecord& part, int tolerant) {
     const int encoding = app.job.EncodingIndex;
     if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
         return -1;
     }
-    const auto* text = reinterpret_cast<const unsigned char*>(line);
+    const std::span<const unsigned char> text = LineBytes(line);
     DecodeJob& decode = app.decode;
     LineDecodeSums sums = SumsOf(app, part);
     int count = 0;

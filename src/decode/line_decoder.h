@@ -3,12 +3,18 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "codec/alphabets.h"
 #include "codec/line_decode.h"
 #include "decode/decode_job.h"
 
 namespace mandrel {
+
+// The bytes of the buffer a line stands in, as the kernels read them.
+inline std::span<const unsigned char> LineBytes(const LineBuffer& line) {
+    return {reinterpret_cast<const unsigned char*>(line.data()), line.size()};
+}
 
 // The table SelectDecodeTable made current, or the encoding's own while none is.
 inline const DecodeTable& TableInUse(const DecodeContext& app, int encoding) {
@@ -23,23 +29,23 @@ void SelectDecodeTable(DecodeContext& app, int encoding);
 // length character says). Returns the bytes decoded, or -1 with the reason in DecodeErrorText;
 // a refused line changes no sum, count or Base64 state. tolerant = 1 decodes in spite of
 // errors.
-int DecodeLine(DecodeContext& app, const char* line, unsigned char* out, PartRecord& part,
-               int tolerant);
+int DecodeLine(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
+               PartRecord& part, int tolerant);
 
 // The quick way for a UU or XX data line in strict mode: valid characters that fit the length
 // character, the line end and nothing else. Counts the part's size but keeps neither checksum,
 // which the caller must see to. out needs room for 64 bytes. Returns the bytes decoded, or
 // kTakeExactWay for any other line, with nothing changed. Inline: the driver calls it for
 // every line, and the kernel behind it is a call already.
-inline int DecodeLineQuick(DecodeContext& app, const char* line, unsigned char* out,
+inline int DecodeLineQuick(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
                            PartRecord& part) {
     const int encoding = app.job.EncodingIndex;
     if (encoding != kEncodingUU && encoding != kEncodingXX) {
         return kTakeExactWay;
     }
     int characters = 0;
-    const int length = DecodeWholeGroups(
-        TableInUse(app, encoding), reinterpret_cast<const unsigned char*>(line), out, characters);
+    const int length =
+        DecodeWholeGroups(TableInUse(app, encoding), LineBytes(line), out, characters);
     if (length == kTakeExactWay) {
         return kTakeExactWay;
     }
