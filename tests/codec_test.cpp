@@ -70,7 +70,7 @@ std::string ReferenceLine(int encoding, std::string_view input) {
 std::string EncodeText(int encoding, std::string_view input, LineEncodeSums* sums) {
     std::array<char, kMaxLineLength + 2> line{};
     const std::size_t n = EncodeLineText(Bytes(input), AlphabetFor(encoding),
-                                         encoding == kEncodingMIME, "\n", sums, line.data());
+                                         encoding == kEncodingMIME, "\n", sums, line);
     return {line.data(), n};
 }
 

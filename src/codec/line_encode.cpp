@@ -77,7 +77,13 @@ char* GroupsWithSums(const char* a, const unsigned char* in, std::size_t full, c
 }  // namespace
 
 std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_view alphabet,
-                           bool base64, std::string_view eol, LineEncodeSums* sums, char* out) {
+                           bool base64, std::string_view eol, LineEncodeSums* sums,
+                           std::span<char> room) {
+    if (input.size() > static_cast<std::size_t>(kBlockSize) ||
+        room.size() < static_cast<std::size_t>(kMaxLineLength) + eol.size()) {
+        return 0;
+    }
+    char* out = room.data();
     const char* const a = alphabet.data();
     const unsigned char* in = input.data();
     const std::size_t n = input.size();

@@ -23,8 +23,9 @@ struct LineEncodeSums {
 // length character, a Base64 line (base64 set) ends with "=" padding. eol follows the data.
 // out needs room for kMaxLineLength characters and the eol. With sums the counters are kept
 // (the reference way, character by character); without, whole groups are two table lookups.
-// Returns the characters written.
+// Returns the characters written; 0, with nothing written, for a longer input or less room.
 std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_view alphabet,
-                           bool base64, std::string_view eol, LineEncodeSums* sums, char* out);
+                           bool base64, std::string_view eol, LineEncodeSums* sums,
+                           std::span<char> out);
 
 }  // namespace mandrel

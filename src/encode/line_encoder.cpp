@@ -27,9 +27,9 @@ int EncodeLine(EncodeContext& app, std::span<const unsigned char> input, char* l
     LineEncodeSums sums{static_cast<uint16_t>(job.PartSum), static_cast<uint16_t>(job.InputSum),
                         job.PartSize};
     const bool keepSums = app.config.encodechecksum != 0;
-    const std::size_t n =
-        EncodeLineText(input, job.CurrentAlphabet, encoding == kEncodingMIME,
-                       EndOfLineString(app.config), keepSums ? &sums : nullptr, line);
+    const std::size_t n = EncodeLineText(input, job.CurrentAlphabet, encoding == kEncodingMIME,
+                                         EndOfLineString(app.config), keepSums ? &sums : nullptr,
+                                         std::span(line, kMaxLineLength + 2));
     line[n] = '\0';
     if (keepSums) {
         job.PartSum = sums.part;
