@@ -1,0 +1,145 @@
+// The line kernels of the codec layer alone, without the file layer, the drivers or the
+// sums' bookkeeping around them: the rate each encoding's encoder and decoders reach, so that a
+// change in a kernel shows without the noise of a whole-program run. Rates are in bytes of
+// binary data (the encoder's input, the decoders' output) per second.
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "codec/alphabets.h"
+#include "codec/decode_tables.h"
+#include "codec/line_decode.h"
+#include "codec/line_encode.h"
+
+namespace {
+
+using mandrel::kBlockSize;
+
+// Cycling over 1 MiB keeps the data in the cache sizes a real job sees while reading ahead.
+constexpr std::size_t kBlocks = (std::size_t{1} << 20U) / kBlockSize;
+
+std::vector<unsigned char> InputBytes() {
+    std::vector<unsigned char> bytes(kBlocks * kBlockSize);
+    uint32_t state = 0x12345678U;
+    for (auto& byte : bytes) {
+        state = state * 1664525U + 1013904223U;
+        byte = static_cast<unsigned char>(state >> 24U);
+    }
+    return bytes;
+}
+
+std::span<const unsigned char> Block(const std::vector<unsigned char>& bytes, std::size_t n) {
+    return std::span(bytes).subspan(n * kBlockSize, kBlockSize);
+}
+
+// Every block as the line the encoder makes of it, zero-terminated in a buffer of the size the
+// decoder holds its lines in.
+using Line = std::array<unsigned char, 256>;
+std::vector<Line> EncodedLines(int encoding, std::string_view eol) {
+    const std::vector<unsigned char> bytes = InputBytes();
+    std::vector<Line> lines(kBlocks);
+    for (std::size_t n = 0; n < kBlocks; ++n) {
+        std::array<char, mandrel::kMaxLineLength + 2> text{};
+        const std::size_t size =
+            mandrel::EncodeLineText(Block(bytes, n), mandrel::AlphabetFor(encoding),
+                                    encoding == mandrel::kEncodingMIME, eol, nullptr, text);
+        std::copy_n(text.begin(), size, lines[n].begin());
+    }
+    return lines;
+}
+
+// range(0): the encoding; range(1): 1 keeps the "sum -r" counters (checksum lines wanted).
+void BM_EncodeLineText(benchmark::State& state) {
+    const auto encoding = static_cast<int>(state.range(0));
+    const std::vector<unsigned char> bytes = InputBytes();
+    mandrel::LineEncodeSums sums;
+    std::array<char, mandrel::kMaxLineLength + 2> line{};
+    std::size_t n = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(mandrel::EncodeLineText(
+            Block(bytes, n), mandrel::AlphabetFor(encoding), encoding == mandrel::kEncodingMIME,
+            "\r\n", state.range(1) != 0 ? &sums : nullptr, line));
+        benchmark::ClobberMemory();
+        n = n + 1 == kBlocks ? 0 : n + 1;
+    }
+    benchmark::DoNotOptimize(sums);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kBlockSize);
+}
+
+// The quick way of sound UU and XX lines.
+void BM_DecodeWholeGroups(benchmark::State& state) {
+    const auto encoding = static_cast<int>(state.range(0));
+    const std::vector<Line> lines = EncodedLines(encoding, "\r\n");
+    std::array<unsigned char, 512> out{};
+    std::size_t n = 0;
+    int characters = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(mandrel::DecodeWholeGroups(mandrel::DecodeTableFor(encoding),
+                                                            lines[n], out, characters));
+        benchmark::ClobberMemory();
+        n = n + 1 == kBlocks ? 0 : n + 1;
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kBlockSize);
+}
+
+// The exact way of UU and XX lines, the part's and the output's sums kept.
+void BM_DecodeGroupLineText(benchmark::State& state) {
+    const auto encoding = static_cast<int>(state.range(0));
+    const std::vector<Line> lines = EncodedLines(encoding, "\r\n");
+    const auto pad = static_cast<unsigned char>(mandrel::AlphabetFor(encoding)[0]);
+    std::array<unsigned char, 512> out{};
+    mandrel::LineDecodeSums sums;
+    std::string reason;
+    std::size_t n = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(mandrel::DecodeGroupLineText(
+            mandrel::DecodeTableFor(encoding), lines[n], out, sums, false, pad, reason));
+        benchmark::ClobberMemory();
+        n = n + 1 == kBlocks ? 0 : n + 1;
+    }
+    benchmark::DoNotOptimize(sums);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kBlockSize);
+}
+
+void BM_DecodeBase64LineText(benchmark::State& state) {
+    const std::vector<Line> lines = EncodedLines(mandrel::kEncodingMIME, "\r\n");
+    std::array<unsigned char, 512> out{};
+    mandrel::LineDecodeSums sums;
+    mandrel::Base64State base64;
+    uint32_t consumed = 0;
+    std::string reason;
+    std::size_t n = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(
+            mandrel::DecodeBase64LineText(lines[n], out, base64, consumed, sums, false, reason));
+        benchmark::ClobberMemory();
+        n = n + 1 == kBlocks ? 0 : n + 1;
+    }
+    benchmark::DoNotOptimize(sums);
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kBlockSize);
+}
+
+BENCHMARK(BM_EncodeLineText)
+    ->ArgNames({"encoding", "sums"})
+    ->Args({mandrel::kEncodingUU, 0})
+    ->Args({mandrel::kEncodingUU, 1})
+    ->Args({mandrel::kEncodingXX, 0})
+    ->Args({mandrel::kEncodingMIME, 0})
+    ->Args({mandrel::kEncodingMIME, 1});
+BENCHMARK(BM_DecodeWholeGroups)
+    ->ArgNames({"encoding"})
+    ->Arg(mandrel::kEncodingUU)
+    ->Arg(mandrel::kEncodingXX);
+BENCHMARK(BM_DecodeGroupLineText)
+    ->ArgNames({"encoding"})
+    ->Arg(mandrel::kEncodingUU)
+    ->Arg(mandrel::kEncodingXX);
+BENCHMARK(BM_DecodeBase64LineText);
+
+}  // namespace
+
+BENCHMARK_MAIN();
