@@ -1,6 +1,7 @@
 #include "core/buf_file.h"
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <cerrno>
 #include <cstdint>
@@ -368,6 +369,16 @@ long BufFileTable::BufFileRead(BufFile slot, char* dst, long size) {
         dst[out] = '\0';
     }
     return taken;
+}
+
+int BufFileTable::ReadByteSlowly(BufFile slot) {
+    static_assert(kLastOperationRead == kOpRead);
+    std::array<char, 2> byte{};  // a text-mode read adds a zero
+    const long got = BufFileRead(slot, byte.data(), 1);
+    if (got < 0) {
+        return kBufFileFailed;
+    }
+    return got == 0 ? kBufFileEnd : static_cast<unsigned char>(byte[0]);
 }
 
 long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {

@@ -14,6 +14,9 @@ namespace mandrel {
 
 using BufFile = int;  // a slot number; -1 = none
 inline constexpr BufFile kNoBufFile = -1;
+// What BufFileReadByte gives besides a byte.
+inline constexpr int kBufFileEnd = -1;
+inline constexpr int kBufFileFailed = -2;
 
 enum BufTextFlags : int {
     BF_CRLF_READ = 1,     // reading puts a CR before an LF that follows no CR
@@ -58,6 +61,22 @@ public:
     int BufFileReadLine(BufFile slot, char* dst, int size);
     // Reads up to size bytes (a text-mode read adds a zero after them). Bytes taken, -1 on error.
     long BufFileRead(BufFile slot, char* dst, long size);
+    // The next byte, as a read of one byte gives it (BF_CRLF_READ aside: no CR is added):
+    // 0 to 255, kBufFileEnd at the end of the file, kBufFileFailed when the read failed. A byte
+    // already in the buffer is handed out here without a call, for readers that go byte by byte.
+    int BufFileReadByte(BufFile slot) {
+        if (slot >= 0 && slot < SlotCount()) {
+            Slot& s = slots_[static_cast<std::size_t>(slot)];
+            if (s.mode == kReadMode && s.count > 0) {
+                const auto byte = static_cast<unsigned char>(s.buffer[s.position++]);
+                --s.count;
+                s.previousRead = byte;
+                s.lastOperation = kLastOperationRead;
+                return byte;
+            }
+        }
+        return ReadByteSlowly(slot);
+    }
     // Characters written (added CRs not counted); -1 when the first buffer cannot be had.
     long BufFileWriteString(BufFile slot, std::string_view text);
     long BufFileWrite(BufFile slot, std::string_view data);
@@ -99,6 +118,9 @@ private:
         std::string name;
     };
 
+    static constexpr int kReadMode = 1;
+    static constexpr int kLastOperationRead = 8;
+    int ReadByteSlowly(BufFile slot);
     Slot* Valid(BufFile slot);
     const Slot* Valid(BufFile slot) const;
     bool EnsureBuffer(Slot& slot);

@@ -262,9 +262,8 @@ int ReadBinHexChar(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     const DecodeTable& table = DecodeTableFor(kEncodingBinHex);
     for (;;) {
-        char c[2];  // a text-mode read adds a zero
-        const long got = app.files.BufFileRead(r.input, c, 1);
-        if (got == 0) {
+        const int got = app.files.BufFileReadByte(r.input);
+        if (got == kBufFileEnd) {
             return kBinHexEnd;
         }
         if (got < 0) {
@@ -272,7 +271,7 @@ int ReadBinHexChar(DecodeContext& app) {
         }
         ++r.charactersRead;
         ++app.decode.bytesRead;
-        const auto byte = static_cast<unsigned char>(c[0]);
+        const auto byte = static_cast<unsigned char>(got);
         switch (byte) {
             case ' ':
             case '\t':
