@@ -1,5 +1,6 @@
 #include "decode/binhex_decoder.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -7,7 +8,6 @@
 #include "codec/alphabets.h"
 #include "codec/binhex_crc.h"
 #include "codec/binhex_runs.h"
-#include "codec/decode_tables.h"
 #include "core/format.h"
 #include "core/text_util.h"
 #include "decode/decode_job.h"
@@ -16,6 +16,24 @@
 namespace mandrel {
 
 namespace {
+
+// What each byte is to the character layer: its 6-bit value, or one of the kinds below.
+constexpr int kOutside = -1;
+constexpr int kBlank = -2;    // blank or tab: no character
+constexpr int kLineEnd = -3;  // CR or LF: no character, but counted
+constexpr int kColon = -4;    // the stream's delimiter
+constexpr std::array<int8_t, 256> MakeCharacterKinds() {
+    std::array<int8_t, 256> kinds{};
+    kinds.fill(kOutside);
+    for (std::size_t value = 0; value < 64; ++value) {
+        kinds[static_cast<unsigned char>(BinHexAlphabet[value])] = static_cast<int8_t>(value);
+    }
+    kinds[' '] = kinds['\t'] = kBlank;
+    kinds['\r'] = kinds['\n'] = kLineEnd;
+    kinds[':'] = kColon;
+    return kinds;
+}
+constexpr std::array<int8_t, 256> kCharacterKinds = MakeCharacterKinds();
 
 constexpr int kChunkBytes = 90;
 constexpr std::size_t kMaxNameLength = 63;  // the name field holds 64 bytes with its end
@@ -260,7 +278,6 @@ int FinishStream(DecodeContext& app, int& nextState) {
 
 int ReadBinHexChar(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
-    const DecodeTable& table = DecodeTableFor(kEncodingBinHex);
     for (;;) {
         const int got = app.files.BufFileReadByte(r.input);
         if (got == kBufFileEnd) {
@@ -271,26 +288,23 @@ int ReadBinHexChar(DecodeContext& app) {
         }
         ++r.charactersRead;
         ++app.decode.bytesRead;
-        const auto byte = static_cast<unsigned char>(got);
-        switch (byte) {
-            case ' ':
-            case '\t':
+        const int kind = kCharacterKinds[static_cast<unsigned char>(got)];
+        if (kind >= 0) {
+            return kind;
+        }
+        switch (kind) {
+            case kBlank:
                 continue;
-            case '\r':
-            case '\n':
+            case kLineEnd:
                 ++r.lineEndsSeen;
                 continue;
-            case ':':
+            case kColon:
                 return kBinHexColon;
             default:
                 break;
         }
-        const int32_t value = table[byte];
-        if (value >= 0) {
-            return value;
-        }
         if (r.tolerant == 0) {
-            app.decode.DecodeErrorText = Format("Invalid encoded data byte (0x%x).", byte);
+            app.decode.DecodeErrorText = Format("Invalid encoded data byte (0x%x).", got);
         }
         return kBinHexInvalid;
     }
