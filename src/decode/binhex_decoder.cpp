@@ -22,18 +22,18 @@ constexpr int kOutside = -1;
 constexpr int kBlank = -2;    // blank or tab: no character
 constexpr int kLineEnd = -3;  // CR or LF: no character, but counted
 constexpr int kColon = -4;    // the stream's delimiter
-constexpr std::array<int8_t, 256> MakeCharacterKinds() {
-    std::array<int8_t, 256> kinds{};
+constexpr std::array<int32_t, 256> MakeCharacterKinds() {
+    std::array<int32_t, 256> kinds{};
     kinds.fill(kOutside);
     for (std::size_t value = 0; value < 64; ++value) {
-        kinds[static_cast<unsigned char>(BinHexAlphabet[value])] = static_cast<int8_t>(value);
+        kinds[static_cast<unsigned char>(BinHexAlphabet[value])] = static_cast<int32_t>(value);
     }
     kinds[' '] = kinds['\t'] = kBlank;
     kinds['\r'] = kinds['\n'] = kLineEnd;
     kinds[':'] = kColon;
     return kinds;
 }
-constexpr std::array<int8_t, 256> kCharacterKinds = MakeCharacterKinds();
+constexpr std::array<int32_t, 256> kCharacterKinds = MakeCharacterKinds();
 
 constexpr int kChunkBytes = 90;
 constexpr std::size_t kMaxNameLength = 63;  // the name field holds 64 bytes with its end
