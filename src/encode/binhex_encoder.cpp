@@ -39,6 +39,20 @@ public:
             used_ += eol_.size();
         }
     }
+    // The four characters of a whole group of three bytes: one test of room for all of them.
+    void EmitGroup(uint32_t bits) {
+        if (used_ + 4 * (1 + eol_.size()) > text_.size()) {
+            Flush();
+        }
+        for (int shift = 18; shift >= 0; shift -= 6) {
+            text_[used_++] = BinHexAlphabet[(bits >> shift) & 0x3FU];
+            if (++state_.column > kLastColumn) {
+                state_.column = 0;
+                std::copy(eol_.begin(), eol_.end(), text_.begin() + static_cast<long>(used_));
+                used_ += eol_.size();
+            }
+        }
+    }
     int Emitted() const { return emitted_ + static_cast<int>(used_); }
 
 private:
@@ -58,31 +72,43 @@ private:
     int emitted_ = 0;
 };
 
-// Feeds bytes through the three-byte groups. The bits of a group cut off at the end of the
-// bytes wait in the state, so the characters do not depend on how the stream is cut up.
+// One byte through the three-byte groups. The bits of a group cut off at the end of the bytes
+// wait in the state, so the characters do not depend on how the stream is cut up.
+void EncodeByte(BinHexEncoderState& state, CharacterSink& sink, unsigned b) {
+    switch (state.phase) {
+        case 0:
+            sink.Emit(b >> 2);
+            state.pendingBits = static_cast<int>((b & 0x03U) << 4);
+            state.pending = 1;
+            break;
+        case 1:
+            sink.Emit(static_cast<unsigned>(state.pendingBits) | (b >> 4));
+            state.pendingBits = static_cast<int>((b & 0x0FU) << 2);
+            state.pending = 2;
+            break;
+        default:
+            sink.Emit(static_cast<unsigned>(state.pendingBits) | (b >> 6));
+            sink.Emit(b & 0x3FU);
+            state.pendingBits = 0;
+            state.pending = 0;
+            break;
+    }
+    state.phase = (state.phase + 1) % 3;
+}
+
+// The bytes one at a time until a group starts, then whole groups, then the rest.
 void EncodeBytes(BinHexEncoderState& state, CharacterSink& sink,
                  std::span<const unsigned char> bytes) {
-    for (const unsigned char byte : bytes) {
-        const unsigned b = byte;
-        switch (state.phase) {
-            case 0:
-                sink.Emit(b >> 2);
-                state.pendingBits = static_cast<int>((b & 0x03U) << 4);
-                state.pending = 1;
-                break;
-            case 1:
-                sink.Emit(static_cast<unsigned>(state.pendingBits) | (b >> 4));
-                state.pendingBits = static_cast<int>((b & 0x0FU) << 2);
-                state.pending = 2;
-                break;
-            default:
-                sink.Emit(static_cast<unsigned>(state.pendingBits) | (b >> 6));
-                sink.Emit(b & 0x3FU);
-                state.pendingBits = 0;
-                state.pending = 0;
-                break;
-        }
-        state.phase = (state.phase + 1) % 3;
+    std::size_t i = 0;
+    for (; i < bytes.size() && state.phase != 0; ++i) {
+        EncodeByte(state, sink, bytes[i]);
+    }
+    for (; i + 3 <= bytes.size(); i += 3) {
+        sink.EmitGroup((static_cast<uint32_t>(bytes[i]) << 16) |
+                       (static_cast<uint32_t>(bytes[i + 1]) << 8) | bytes[i + 2]);
+    }
+    for (; i < bytes.size(); ++i) {
+        EncodeByte(state, sink, bytes[i]);
     }
 }
 
