@@ -32,12 +32,7 @@ public:
         if (used_ + 1 + eol_.size() > text_.size()) {
             Flush();
         }
-        text_[used_++] = BinHexAlphabet[value & 0x3FU];
-        if (++state_.column > kLastColumn) {
-            state_.column = 0;
-            std::copy(eol_.begin(), eol_.end(), text_.begin() + static_cast<long>(used_));
-            used_ += eol_.size();
-        }
+        Put(value);
     }
     // The four characters of a whole group of three bytes: one test of room for all of them.
     void EmitGroup(uint32_t bits) {
@@ -45,17 +40,20 @@ public:
             Flush();
         }
         for (int shift = 18; shift >= 0; shift -= 6) {
-            text_[used_++] = BinHexAlphabet[(bits >> shift) & 0x3FU];
-            if (++state_.column > kLastColumn) {
-                state_.column = 0;
-                std::copy(eol_.begin(), eol_.end(), text_.begin() + static_cast<long>(used_));
-                used_ += eol_.size();
-            }
+            Put(bits >> shift);
         }
     }
     int Emitted() const { return emitted_ + static_cast<int>(used_); }
 
 private:
+    void Put(unsigned value) {
+        text_[used_++] = BinHexAlphabet[value & 0x3FU];
+        if (++state_.column > kLastColumn) {
+            state_.column = 0;
+            std::copy(eol_.begin(), eol_.end(), text_.begin() + static_cast<long>(used_));
+            used_ += eol_.size();
+        }
+    }
     void Flush() {
         if (used_ > 0) {
             AppendOutput(app_, std::string_view(text_.data(), used_));
