@@ -276,6 +276,17 @@ TEST_F(BinHexDecoderTest, StreamsOfBothWritersDecodeBack) {
             EXPECT_EQ(NextLine(), "sum -r/size 1/2 entire input file\r");
         }
     }
+    // Buffers of other sizes end their fills at every place of a group and of a line.
+    const std::string data = test::RandomBytes(8, 3000);
+    const std::string stream = EncodeWithProjectEncoder(dir, "x.bin", data, kEolCrLf);
+    for (unsigned size = 512; size < 580; ++size) {
+        app.files.BufFileClose(input);
+        input = kNoBufFile;
+        app.files.BufFileShutdown();
+        app.files.BufFileInit(10, size);
+        Open(stream);
+        EXPECT_EQ(Hex(DecodeAll().data), Hex(data)) << size;
+    }
     // Compressed runs, markers and a resource fork, which is read in pieces and kept out.
     HqxFile f;
     f.name = std::string(70, 'N');  // the name field holds 63 characters

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -76,6 +77,26 @@ public:
             }
         }
         return ReadByteSlowly(slot);
+    }
+    // The bytes of a file open for reading that its buffer holds unread (none for a file read
+    // with BF_CRLF_READ), for a reader that looks at several at once; BufFileSkip takes up to
+    // that many, as reads of single bytes would.
+    std::span<const unsigned char> BufFileAhead(BufFile slot) const {
+        if (slot < 0 || slot >= SlotCount()) {
+            return {};
+        }
+        const Slot& s = slots_[static_cast<std::size_t>(slot)];
+        if (s.mode != kReadMode || (s.flags & BF_CRLF_READ) != 0) {
+            return {};
+        }
+        return {reinterpret_cast<const unsigned char*>(s.buffer.get()) + s.position, s.count};
+    }
+    void BufFileSkip(BufFile slot, std::size_t n) {
+        Slot& s = slots_[static_cast<std::size_t>(slot)];
+        s.position += n;
+        s.count -= n;
+        s.previousRead = static_cast<unsigned char>(s.buffer[s.position - 1]);
+        s.lastOperation = kLastOperationRead;
     }
     // Characters written (added CRs not counted); -1 when the first buffer cannot be had.
     long BufFileWriteString(BufFile slot, std::string_view text);

@@ -74,11 +74,32 @@ int64_t ReadBinHexLong(DecodeContext& app) {
 
 // Reads the four characters of the next group and decodes its three bytes. A colon or the end
 // of the input inside the group is remembered where it was met; 0, or a negative result.
+// Four characters in a row in the file's buffer make a group at once; anything else (a line
+// end, a blank, the colon, the end of the buffer) goes the character-by-character way.
+bool TakeWholeGroup(DecodeContext& app, BinHexReaderState& r) {
+    const std::span<const unsigned char> ahead = app.files.BufFileAhead(r.input);
+    if (ahead.size() < 4) {
+        return false;
+    }
+    const int32_t a = kCharacterKinds[ahead[0]];
+    const int32_t b = kCharacterKinds[ahead[1]];
+    const int32_t c = kCharacterKinds[ahead[2]];
+    const int32_t d = kCharacterKinds[ahead[3]];
+    if ((a | b | c | d) < 0) {
+        return false;
+    }
+    app.files.BufFileSkip(r.input, 4);
+    r.charactersRead += 4;
+    app.decode.bytesRead += 4;
+    r.values = {a, b, c, d};
+    return true;
+}
+
 int ReadGroup(DecodeContext& app) {
     BinHexReaderState& r = app.decode.binhex;
     r.stopDelimiter = 0;
     r.stopEnd = 0;
-    int k = 0;
+    int k = TakeWholeGroup(app, r) ? 4 : 0;
     for (; k < 4; ++k) {
         const int value = ReadBinHexChar(app);
         if (value >= 0) {
