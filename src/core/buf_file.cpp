@@ -16,7 +16,6 @@ namespace mandrel {
 
 namespace {
 
-constexpr int kOpRead = 8;
 constexpr int kOpWrite = 4;
 constexpr int kStatusGood = 0;
 constexpr int kStatusEof = 1;
@@ -145,7 +144,7 @@ BufFile BufFileTable::BufFileOpen(std::string_view name, BufOpenMode mode, int t
     *freeSlot = Slot{};
     freeSlot->file = std::move(file);
     freeSlot->flags = textFlags & 15;
-    freeSlot->mode = mode == BufOpenMode::Read ? 1 : 2;
+    freeSlot->mode = mode == BufOpenMode::Read ? kReadMode : 2;
     freeSlot->name = path;
     return static_cast<BufFile>(freeSlot - slots_.begin());
 }
@@ -179,7 +178,7 @@ bool BufFileTable::EnsureBuffer(Slot& slot) {
 }
 
 int BufFileTable::Refill(Slot& slot) {
-    slot.lastOperation = kOpRead;
+    slot.lastOperation = kLastOperationRead;
     EnsureBuffer(slot);
     slot.status = kStatusGood;
     slot.position = 0;
@@ -242,7 +241,7 @@ int BufFileTable::BufFileReadLine(BufFile slot, char* dst, int size) {
     if (s == nullptr || size < 1) {
         return -1;
     }
-    s->lastOperation = kOpRead;
+    s->lastOperation = kLastOperationRead;
     const bool crEnds = TextCrEndsLine(s->flags);
     const bool crlfRead = (s->flags & BF_CRLF_READ) != 0;
     const int limit = size - 1;
@@ -329,7 +328,7 @@ long BufFileTable::BufFileRead(BufFile slot, char* dst, long size) {
     if (s == nullptr) {
         return -1;
     }
-    s->lastOperation = kOpRead;
+    s->lastOperation = kLastOperationRead;
     const bool text = (s->flags & BF_TEXT) != 0;
     const bool addCr = text && (s->flags & BF_CRLF_READ) != 0;
     long taken = 0;
@@ -372,7 +371,6 @@ long BufFileTable::BufFileRead(BufFile slot, char* dst, long size) {
 }
 
 int BufFileTable::ReadByteSlowly(BufFile slot) {
-    static_assert(kLastOperationRead == kOpRead);
     std::array<char, 2> byte{};  // a text-mode read adds a zero
     const long got = BufFileRead(slot, byte.data(), 1);
     if (got < 0) {
@@ -500,7 +498,7 @@ void BufFileTable::BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origi
     int whence = SEEK_SET;
     if (origin == BufSeekOrigin::Current) {
         whence = SEEK_CUR;
-        if (s->mode == 1) {
+        if (s->mode == kReadMode) {
             offset -= static_cast<int64_t>(s->count);
         }
     } else if (origin == BufSeekOrigin::End) {
@@ -517,7 +515,7 @@ void BufFileTable::BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origi
 
 BufReadMark BufFileTable::BufFileMark(BufFile slot) const {
     const Slot* s = Valid(slot);
-    if (s == nullptr || s->mode != 1) {
+    if (s == nullptr || s->mode != kReadMode) {
         return BufReadMark{-1, -1};
     }
     return BufReadMark{s->readEnd - static_cast<int64_t>(s->count), s->previousRead};
