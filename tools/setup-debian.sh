@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   sharutils uudeview mpack coreutils time
+  xvfb xauth xclip xdotool fonts-dejavu-core
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -13,7 +13,12 @@ struct ClipboardResult {
     // "Open", "Obtain Ownership of", "Write Encoded Data to", "Close"
     const char* failedAction = "";
     int errorCode = 0;
+    // Why, when the system's text for errorCode would not say it (no desktop session).
+    std::string reason;
 };
+
+// The mail result code of a mail system that cannot send.
+inline constexpr int kMailNotSupported = 26;
 
 struct MailRecipient {
     std::string name;

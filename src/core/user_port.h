@@ -62,6 +62,9 @@ public:
     // Lets up to count pending window events through; a console does nothing.
     virtual void Pump(int count) = 0;
     virtual void BusyCursor(bool busy) = 0;
+    // A job starts (busy) or has returned (idle): the window greys its commands and shows
+    // Cancel. Back ends without a window have nothing to switch.
+    virtual void JobMode(bool /*busy*/) {}
     virtual SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) = 0;
     // The decoder's questions. "Decode Error" shows text; Enter is Skip This Line and Escape
     // is Abort (the warning that confirms a way of going on is the decoder's own question,

@@ -413,8 +413,13 @@ int EncodeRun::FinalDelivery() {
             app_.delivery.PutClipboardText(std::string(job_.OutputBuffer.Held()));
         job_.OutputBuffer.Free();
         if (!put.ok) {
-            ShowSystemError(app_.ui, put.errorCode, kMbStop, "Can't %s Clipboard because\r\n",
-                            put.failedAction);
+            if (put.reason.empty()) {
+                ShowSystemError(app_.ui, put.errorCode, kMbStop, "Can't %s Clipboard because\r\n",
+                                put.failedAction);
+            } else {
+                ShowMessage(app_.ui, kMbStop, "Can't %s Clipboard because\r\n\r\n%s",
+                            put.failedAction, put.reason.c_str());
+            }
             return kResultReported;
         }
         return kResultDone;

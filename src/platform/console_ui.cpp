@@ -15,13 +15,11 @@
 #include "core/config.h"
 #include "core/format.h"
 #include "core/text_util.h"
+#include "platform/desktop_clipboard.h"
 
 namespace mandrel {
 
 namespace {
-
-// The mail layer's "not supported" result code.
-constexpr int kMailNotSupported = 26;
 
 // The terminal, open for one question: closed again when the question is answered.
 class Terminal {
@@ -381,8 +379,8 @@ SaveDialogResult ConsoleUi::SaveFileDialog(const SaveDialogRequest& request) {
     return result;
 }
 
-ClipboardResult ConsoleUi::PutClipboardText(std::string /*text*/) {
-    return {.ok = false, .failedAction = "Open", .errorCode = ENOTSUP};
+ClipboardResult ConsoleUi::PutClipboardText(std::string text) {
+    return PutTextOnDesktopClipboard(text, DesktopSession::FromEnvironment());
 }
 
 int ConsoleUi::SendMail(const MailMessage& /*message*/, bool /*report*/) {

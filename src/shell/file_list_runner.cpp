@@ -7,13 +7,14 @@ namespace mandrel {
 namespace {
 
 // The job of the list entry at FileIndex, under the run's options.
-JobRequest RequestForEntry(const AppState& app) {
+JobRequest RequestForEntry(const AppState& app, int listDirection) {
     const RunOptions& options = app.options;
     const FileListState& list = app.list;
     JobRequest request;
     request.inputs = {list.FileList[static_cast<std::size_t>(list.FileIndex)]};
-    request.direction =
-        options.CmdLineEncode != 0 ? JobRequest::Direction::Encode : JobRequest::Direction::ByFile;
+    request.direction = listDirection == kDirectionEncode || options.CmdLineEncode != 0
+                            ? JobRequest::Direction::Encode
+                            : JobRequest::Direction::ByFile;
     request.toClipboard = options.EncodeToClipboard;
     request.toMail = options.EncodeToMail;
     request.recipients = options.Recipients;
@@ -38,11 +39,36 @@ void CloseSharedOutput(AppState& app) {
 
 }  // namespace
 
+JobOutcome RunNextFile(AppState& app, int listDirection,
+                       const std::function<void(JobRequest&)>& prepare) {
+    FileListState& list = app.list;
+    JobRequest request = RequestForEntry(app, listDirection);
+    if (request.direction != JobRequest::Direction::Encode && app.config.decodejoin != 0 &&
+        list.FileCount != 1 && list.FileIndex == 0) {
+        // The whole list is one input: its job is the list's last.
+        request.inputs.assign(list.FileList.begin(), list.FileList.end());
+        request.direction = JobRequest::Direction::Decode;
+        list.FileIndex = list.FileCount - 1;
+    }
+    if (prepare) {
+        prepare(request);
+    }
+    JobOutcome outcome = RunJob(app, request);
+    if (outcome.stopsList) {
+        // An input that could not be read ends the list: what it shared is closed, and the
+        // next list starts afresh.
+        CloseSharedOutput(app);
+        list = FileListState{};
+    }
+    return outcome;
+}
+
 std::vector<JobOutcome> RunFileList(AppState& app,
                                     const std::function<void(const JobOutcome&)>& onJobDone,
                                     const std::function<void(JobRequest&)>& prepare) {
     std::vector<JobOutcome> outcomes;
     FileListState& list = app.list;
+    const int listDirection = app.options.CmdLineEncode != 0 ? kDirectionEncode : kDirectionDecode;
     // Each pass finishes one entry; the bound guards against a list that never shrinks.
     const int entries = list.FileCount;
     for (int pass = 0; pass < entries && list.FileCount > 0; ++pass) {
@@ -53,18 +79,7 @@ std::vector<JobOutcome> RunFileList(AppState& app,
         if (list.FileIndex < 0 || list.FileIndex >= static_cast<int>(list.FileList.size())) {
             break;
         }
-        JobRequest request = RequestForEntry(app);
-        if (app.options.CmdLineEncode == 0 && app.config.decodejoin != 0 && list.FileCount != 1 &&
-            list.FileIndex == 0) {
-            // The whole list is one input: its job is the list's last.
-            request.inputs.assign(list.FileList.begin(), list.FileList.end());
-            request.direction = JobRequest::Direction::Decode;
-            list.FileIndex = list.FileCount - 1;
-        }
-        if (prepare) {
-            prepare(request);
-        }
-        const JobOutcome& outcome = outcomes.emplace_back(RunJob(app, request));
+        const JobOutcome& outcome = outcomes.emplace_back(RunNextFile(app, listDirection, prepare));
         if (onJobDone) {
             onJobDone(outcome);
         }

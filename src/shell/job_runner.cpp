@@ -14,15 +14,20 @@ namespace mandrel {
 
 namespace {
 
-// The window's busy and idle switch, less the window.
+// The window's busy and idle switch: the port greys or restores the commands, and the status
+// line starts and ends empty.
 void BeginJob(AppState& app) {
     app.JobBusy = true;
+    app.ui.JobMode(true);
+    app.ui.Status("");
     app.cancel.Reset();
     SetProgress(app.ui, 0);
 }
 
 void EndJob(AppState& app) {
     app.JobBusy = false;
+    app.ui.JobMode(false);
+    app.ui.Status("");
     app.cancel.Reset();
 }
 
@@ -69,6 +74,11 @@ bool JobRun::DecodesItsInput() {
         case JobRequest::Direction::Encode:
             return false;
         case JobRequest::Direction::Decode:
+            // A file chosen for decoding still takes its encoding from the decode method.
+            if (request_.inputs.size() == 1) {
+                app_.job.JobDirection = kDirectionDecode;
+                ChooseListAction(app_, outcome_.path);
+            }
             return true;
         case JobRequest::Direction::ByFile:
             break;
