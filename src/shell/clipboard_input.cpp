@@ -1,6 +1,7 @@
 #include "shell/clipboard_input.h"
 
 #include <cerrno>
+#include <cstdio>
 
 #include "core/text_util.h"
 #include "shell/app_state.h"
@@ -18,6 +19,8 @@ int ClipboardToTempFile(AppState& app, std::string_view text, std::string& path)
         ShowSystemError(app.ui, app.files.LastError(), kMbStop,
                         "Can't Write Clipboard Data to Temporary File\r\n%s because\r\n",
                         path.c_str());
+        // The empty file made for the name would only be litter.
+        std::remove(path.c_str());
         return 1;
     }
     ShowStatus(app.ui, "Writing Clipboard Data to %s ...", path.c_str());

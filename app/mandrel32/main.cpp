@@ -1,0 +1,92 @@
+// The desktop program: the main window over the same engines as the console program. It takes
+// the same switches and file names; a command-line list is worked through without reports and
+// the program closes after its last file.
+#include <QApplication>
+#include <QClipboard>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/version_strings.h"
+#include "gui/main_window.h"
+#include "gui/program_start.h"
+#include "platform/desktop_clipboard.h"
+#include "platform/qsettings_store.h"
+
+namespace mandrel {
+namespace {
+
+constexpr std::size_t kMaxProgramPath = 255;
+constexpr int kExitStartupFailed = 1;
+
+std::string ProgramPath(const char* argv0) {
+    std::error_code ec;
+    std::string path = std::filesystem::read_symlink("/proc/self/exe", ec).string();
+    if (path.empty() && argv0 != nullptr) {
+        path = std::filesystem::absolute(argv0, ec).string();
+    }
+    if (path.size() > kMaxProgramPath) {
+        path.resize(kMaxProgramPath);
+    }
+    return path;
+}
+
+// The help document lies beside the program under the program's own name.
+QString HelpFilePath(const std::string& programPath) {
+    return QString::fromStdString(programPath) + QStringLiteral(".html");
+}
+
+// Text the program put on the clipboard would go with it on a desktop without a clipboard
+// manager; wl-copy or xclip keep it available after the program has exited.
+void KeepClipboardText() {
+    const QString platform = QGuiApplication::platformName();
+    if (platform != QLatin1String("xcb") && !platform.startsWith(QLatin1String("wayland"))) {
+        return;
+    }
+    const QClipboard* clipboard = QGuiApplication::clipboard();
+    if (!clipboard->ownsClipboard()) {
+        return;
+    }
+    const std::string text = clipboard->text().toStdString();
+    if (!text.empty()) {
+        PutTextOnDesktopClipboard(text, DesktopSession::FromEnvironment());
+    }
+}
+
+int Run(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("mandrel32"));
+    QApplication::setApplicationVersion(QString::fromLatin1(version::kProductVersion));
+    QApplication::setDesktopFileName(QStringLiteral("mandrel32"));
+
+    const std::string programPath = ProgramPath(argc > 0 ? argv[0] : nullptr);
+    const QString helpFile = HelpFilePath(programPath);
+    MainWindow window(helpFile);
+    AppState& app = window.State();
+    app.config.fullpath = programPath;
+    app.files.BufFileInit(10, 16384);
+    window.SizeToScreen();
+    window.show();
+    QSettingsStore store;
+    LoadSettings(app.config, app.identity, store, app.ui);
+    window.Ui().SetProductName(QString::fromStdString(app.identity.productName));
+
+    std::vector<std::string> arguments;
+    for (int i = 1; i < argc; ++i) {
+        arguments.emplace_back(argv[i]);
+    }
+    if (!StartProgram(window, arguments)) {
+        return kExitStartupFailed;
+    }
+    const int loopResult = QApplication::exec();
+    KeepClipboardText();
+    app.files.BufFileShutdown();
+    return loopResult != 0 ? loopResult : window.ExitCode();
+}
+
+}  // namespace
+}  // namespace mandrel
+
+int main(int argc, char** argv) {
+    return mandrel::Run(argc, argv);
+}

@@ -1,0 +1,70 @@
+#include "gui/checksum_details_dialog.h"
+
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QTreeWidget>
+#include <QVBoxLayout>
+
+#include "gui/dialog_parts.h"
+#include "gui/help_desk.h"
+
+namespace mandrel {
+
+namespace {
+
+constexpr int kIdInputPath = 221;
+constexpr int kIdDifferences = 220;
+constexpr int kIdClose = 1;
+
+// The list box's tab-separated columns as the columns of a list view: what differs, the
+// expected and the calculated figure.
+QTreeWidget* MakeDifferenceList(QWidget* parent, const std::vector<std::string>& lines) {
+    auto* list = new QTreeWidget(parent);
+    list->setObjectName(ControlName(kIdDifferences));
+    list->setRootIsDecorated(false);
+    list->setColumnCount(3);
+    list->setHeaderHidden(true);
+    for (const std::string& line : lines) {
+        list->addTopLevelItem(new QTreeWidgetItem(DisplayText(line).split(QLatin1Char('\t'))));
+    }
+    for (int column = 0; column < 3; ++column) {
+        list->resizeColumnToContents(column);
+    }
+    list->header()->setStretchLastSection(true);
+    return list;
+}
+
+}  // namespace
+
+ChecksumDetailsDialog::ChecksumDetailsDialog(QWidget* owner, const QString& caption,
+                                             const QString& inputPath,
+                                             const std::vector<std::string>& lines,
+                                             const HelpDesk& help)
+    : QDialog(owner) {
+    setWindowTitle(caption);
+    auto* layout = new QVBoxLayout(this);
+    auto* inputRow = new QHBoxLayout;
+    inputRow->addWidget(new QLabel(QStringLiteral("Input File:"), this));
+    auto* input = new QLabel(inputPath, this);
+    input->setObjectName(ControlName(kIdInputPath));
+    input->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    inputRow->addWidget(input, 1);
+    layout->addLayout(inputRow);
+    QTreeWidget* list = MakeDifferenceList(this, lines);
+    list->setMinimumSize(520, 160);
+    layout->addWidget(list);
+    QPushButton* close = MakeButton(this, kIdClose, "Close");
+    close->setDefault(true);
+    connect(close, &QPushButton::clicked, this, [this] { done(kIdClose); });
+    QPushButton* helpButton = MakeButton(this, kIdHelpButton, "&Help");
+    connect(helpButton, &QPushButton::clicked, this,
+            [&help] { help.Keyword(QStringLiteral("invalid checksum")); });
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(close);
+    buttons->addWidget(helpButton);
+    layout->addLayout(buttons);
+}
+
+}  // namespace mandrel

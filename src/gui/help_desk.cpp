@@ -1,0 +1,55 @@
+#include "gui/help_desk.h"
+
+#include <QDesktopServices>
+#include <array>
+
+namespace mandrel {
+
+namespace {
+
+constexpr std::array<const char*, 14> kKeywords = {
+    "Procedures",
+    "Keyboard",
+    "Commands",
+    "support",
+    "cannot encode",
+    "cannot decode",
+    "General Configuration",
+    "Encoding Configuration",
+    "Decoding Configuration",
+    "Check Version",
+    "invalid checksum",
+    "invalid data",
+    "unknown multipart",
+    "ask encode",
+};
+
+}  // namespace
+
+std::span<const char* const> HelpKeywords() {
+    return kKeywords;
+}
+
+QString HelpAnchor(const QString& keyword) {
+    return keyword.toLower().replace(QLatin1Char(' '), QLatin1Char('-'));
+}
+
+HelpDesk::HelpDesk(QString documentPath)
+    : documentPath_(std::move(documentPath)),
+      opener_([](const QUrl& url) { return QDesktopServices::openUrl(url); }) {}
+
+void HelpDesk::Contents() const {
+    opener_(QUrl::fromLocalFile(documentPath_));
+}
+
+void HelpDesk::Keyword(const QString& keyword) const {
+    opener_(UrlFor(keyword));
+}
+
+QUrl HelpDesk::UrlFor(const QString& keyword) const {
+    QUrl url = QUrl::fromLocalFile(documentPath_);
+    url.setFragment(HelpAnchor(keyword));
+    return url;
+}
+
+}  // namespace mandrel

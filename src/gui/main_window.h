@@ -1,0 +1,90 @@
+// The program's single main window. It turns every user action (a menu command, an
+// accelerator, the window menu's items, dropped files, Cancel, closing) into calls of the job
+// API and works a list of files through as a chain of queued calls, one file each, so that the
+// window repaints between them. All engine work happens in the shell below it.
+#pragma once
+
+#include <QMainWindow>
+#include <QStringList>
+#include <map>
+#include <memory>
+
+#include "gui/desktop_ui.h"
+#include "gui/file_dialogs.h"
+#include "gui/help_desk.h"
+#include "shell/app_state.h"
+
+class QAction;
+class QMenu;
+
+namespace mandrel {
+
+class JobPanel;
+
+class MainWindow : public QMainWindow {
+public:
+    explicit MainWindow(const QString& helpFilePath, QWidget* parent = nullptr);
+    ~MainWindow() override;
+    MainWindow(const MainWindow&) = delete;
+    MainWindow& operator=(const MainWindow&) = delete;
+
+    AppState& State() { return app_; }
+    DesktopUi& Ui() { return ui_; }
+    HelpDesk& Help() { return help_; }
+    JobPanel* Panel() const { return panel_; }
+    // The menu item or window-menu item of a command id; null for an unknown id.
+    QAction* Action(int id) const;
+
+    // Two thirds of the screen wide and one third high.
+    void SizeToScreen();
+    // Carries out a command as the menus and accelerators do.
+    void Command(int id);
+    // Works the file list through: listDirection 1 encodes every file, 2 lets each one go by
+    // the decode method (several are joined first when decodejoin is set).
+    void PostNextFile(int listDirection);
+    // Files handed over as one list, as a drop does.
+    void DropFiles(const QStringList& paths);
+    // The desktop session is ending: allowed when idle; refused while a job runs, which is
+    // then cancelled.
+    bool QueryEndSession();
+    // 0 when every file of a command-line list succeeded, 1 otherwise.
+    int ExitCode() const { return exitCode_; }
+
+protected:
+    void closeEvent(QCloseEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+
+private:
+    void BuildMenus();
+    void BindCommands();
+    void EnterJobMode(bool busy);
+    void EnableCommands(bool enable);
+    void UpdateClipboardCommand(bool menuOpening);
+
+    void FileCommand(int direction, bool toClipboard);
+    void DecodeFromClipboard();
+    void NotYetAvailable(const char* what);
+    void ShowAbout();
+    void StartList(const QStringList& files, int listDirection, bool toClipboard);
+    void NextFile();
+    void AfterJob();
+    bool InputReadable(const std::string& path);
+
+    HelpDesk help_;
+    DesktopUi ui_;
+    AppState app_;
+    JobPanel* panel_;
+    std::map<int, QAction*> actions_;
+    std::map<int, std::function<void()>> handlers_;
+    QMenu* fileMenu_ = nullptr;
+    QMenu* windowMenu_ = nullptr;
+    OpenDialogMemory openMemory_;
+    int listDirection_ = 0;
+    bool listToClipboard_ = false;
+    bool closing_ = false;
+    int exitCode_ = 0;
+};
+
+}  // namespace mandrel

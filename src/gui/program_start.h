@@ -1,0 +1,16 @@
+// What the program does once its window is shown: it refuses to run without its help document,
+// reads the command line and hands a list of files to the window.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace mandrel {
+
+class MainWindow;
+
+// False when the program is to end at once (the help document is missing, or the command line
+// asked for the file associations, which end the program when made).
+bool StartProgram(MainWindow& window, const std::vector<std::string>& arguments);
+
+}  // namespace mandrel

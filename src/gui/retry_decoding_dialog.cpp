@@ -1,0 +1,75 @@
+#include "gui/retry_decoding_dialog.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QVBoxLayout>
+
+#include "core/file_formats.h"
+#include "core/job_state.h"
+#include "gui/dialog_parts.h"
+#include "gui/format_list.h"
+#include "gui/help_desk.h"
+
+namespace mandrel {
+
+namespace {
+
+constexpr int kIdText = 240;
+constexpr int kIdFormats = 188;
+constexpr int kIdRetry = 1;
+constexpr int kIdTryAll = 210;
+constexpr int kIdAbort = 2;
+
+}  // namespace
+
+RetryDecodingDialog::RetryDecodingDialog(QWidget* owner, const QString& text, const HelpDesk& help)
+    : QDialog(owner), formats_(new QComboBox(this)) {
+    setWindowTitle(QStringLiteral("Retry Decoding"));
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(MakeTextBlock(this, kIdText, text, 5));
+    formats_->setObjectName(ControlName(kIdFormats));
+    FillFormatList(formats_, kDirectionDecode, kFormatSingleFile);
+    auto* formatRow = new QHBoxLayout;
+    auto* formatLabel = new QLabel(QStringLiteral("File &Format:"), this);
+    formatLabel->setBuddy(formats_);
+    formatRow->addWidget(formatLabel);
+    formatRow->addWidget(formats_, 1);
+    layout->addLayout(formatRow);
+
+    QPushButton* retry = MakeButton(this, kIdRetry, "Retry &Decode");
+    retry->setDefault(true);
+    connect(retry, &QPushButton::clicked, this, [this] { done(kIdRetry); });
+    QPushButton* tryAll = MakeButton(this, kIdTryAll, "Try &All Formats");
+    connect(tryAll, &QPushButton::clicked, this, [this] { done(kIdTryAll); });
+    QPushButton* abort = MakeButton(this, kIdAbort, "Abort Decode");
+    connect(abort, &QPushButton::clicked, this, &QDialog::reject);
+    QPushButton* helpButton = MakeButton(this, kIdHelpButton, "&Help");
+    connect(helpButton, &QPushButton::clicked, this,
+            [&help] { help.Keyword(QStringLiteral("unknown multipart")); });
+    auto* buttons = new QHBoxLayout;
+    for (QPushButton* button : {retry, tryAll, abort, helpButton}) {
+        buttons->addWidget(button);
+    }
+    layout->addLayout(buttons);
+}
+
+RetryChoice RetryDecodingDialog::Choice() const {
+    switch (result()) {
+        case kIdRetry:
+            return RetryChoice::Format(SelectedFormat(formats_));
+        case kIdTryAll:
+            return RetryChoice::TryAllFormats();
+        default:
+            return RetryChoice::Abort();
+    }
+}
+
+RetryChoice RetryDecodingDialog::Ask(QWidget* owner, const QString& text, const HelpDesk& help) {
+    RetryDecodingDialog dialog(owner, text, help);
+    dialog.exec();
+    return dialog.Choice();
+}
+
+}  // namespace mandrel

@@ -1,0 +1,821 @@
+// The desktop program's window driven as a user drives it, on the offscreen platform: menu
+// commands and accelerators, the file dialogs, drops, the clipboard, Cancel and Exit during a
+// job, every question answered each way, and the exact texts of the boxes and the files made.
+#include <QAction>
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDropEvent>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QMimeData>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScreen>
+#include <QTimer>
+#include <QTreeWidget>
+#include <QtTest>
+#include <deque>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "gui/commands.h"
+#include "gui/help_desk.h"
+#include "gui/job_panel.h"
+#include "gui/main_window.h"
+#include "gui/program_start.h"
+#include "support/encoded_text.h"
+#include "support/test_files.h"
+
+namespace mandrel {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What a modal box or dialog showed: its caption and its text.
+struct Shown {
+    QString title;
+    QString text;
+};
+
+QString TextOf(QWidget* widget) {
+    if (auto* box = qobject_cast<QMessageBox*>(widget)) {
+        return box->text();
+    }
+    for (const char* id : {"601", "240", "252"}) {
+        if (auto* block = widget->findChild<QPlainTextEdit*>(QString::fromLatin1(id))) {
+            return block->toPlainText();
+        }
+    }
+    return {};
+}
+
+// Answers the modal dialogs of a test as they come up, one step each, and records what each
+// one showed. A dialog nobody answers is closed after a while and counted, so that a test
+// fails instead of hanging.
+class ModalScript {
+public:
+    using Step = std::function<void(QWidget*)>;
+
+    ModalScript() {
+        QObject::connect(&timer_, &QTimer::timeout, [this] { Poll(); });
+        timer_.start(5);
+    }
+    void Add(Step step) { steps_.push_back(std::move(step)); }
+    void Add(std::initializer_list<Step> steps) {
+        for (const Step& step : steps) {
+            steps_.push_back(step);
+        }
+    }
+    std::vector<Shown> shown;
+    int unanswered = 0;
+    std::size_t Pending() const { return steps_.size(); }
+
+private:
+    void Poll() {
+        QWidget* modal = QApplication::activeModalWidget();
+        if (modal != nullptr && modal == last_ && modal->isVisible()) {
+            // A step that failed left its dialog up: close it, so the test ends.
+            if (handled_.elapsed() > 3000) {
+                ++unanswered;
+                qobject_cast<QDialog*>(modal)->reject();
+            }
+            return;
+        }
+        if (modal == nullptr || !modal->isVisible()) {
+            return;
+        }
+        if (steps_.empty()) {
+            if (!waiting_.isValid()) {
+                waiting_.start();
+            } else if (waiting_.elapsed() > 3000) {
+                ++unanswered;
+                last_ = modal;
+                waiting_.invalidate();
+                shown.push_back({modal->windowTitle(), TextOf(modal)});
+                qobject_cast<QDialog*>(modal)->reject();
+            }
+            return;
+        }
+        waiting_.invalidate();
+        last_ = modal;
+        handled_.start();
+        shown.push_back({modal->windowTitle(), TextOf(modal)});
+        const Step step = steps_.front();
+        steps_.pop_front();
+        step(modal);
+    }
+
+    QTimer timer_;
+    std::deque<Step> steps_;
+    QPointer<QWidget> last_;
+    QElapsedTimer waiting_;
+    QElapsedTimer handled_;
+};
+
+// Steps for the usual answers.
+ModalScript::Step Press(QMessageBox::StandardButton which) {
+    return [which](QWidget* widget) {
+        auto* box = qobject_cast<QMessageBox*>(widget);
+        QVERIFY2(box != nullptr, qPrintable(widget->metaObject()->className() + QLatin1Char(' ') +
+                                            widget->windowTitle()));
+        box->button(which)->click();
+    };
+}
+ModalScript::Step Click(int id) {
+    return [id](QWidget* widget) {
+        auto* button = widget->findChild<QPushButton*>(QString::number(id));
+        QVERIFY2(button != nullptr, qPrintable(QString::number(id)));
+        button->click();
+    };
+}
+ModalScript::Step Key(Qt::Key key) {
+    return [key](QWidget* widget) { QTest::keyClick(widget, key); };
+}
+ModalScript::Step ChooseFiles(const QStringList& paths) {
+    return [paths](QWidget* widget) {
+        auto* dialog = qobject_cast<QFileDialog*>(widget);
+        QVERIFY(dialog != nullptr);
+        if (paths.size() == 1) {
+            dialog->selectFile(paths.front());
+        } else {
+            dialog->setDirectory(QFileInfo(paths.front()).absolutePath());
+            QStringList quoted;
+            for (const QString& path : paths) {
+                quoted.append(QLatin1Char('"') + QFileInfo(path).fileName() + QLatin1Char('"'));
+            }
+            dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))
+                ->setText(quoted.join(QLatin1Char(' ')));
+        }
+        static_cast<QDialog*>(dialog)->accept();
+    };
+}
+// Accepts a save dialog with the name it proposes, after checking its title and that name.
+ModalScript::Step AcceptProposed(const QString& title, const QString& path) {
+    return [title, path](QWidget* widget) {
+        QCOMPARE(widget->windowTitle(), title);
+        auto* dialog = qobject_cast<QFileDialog*>(widget);
+        QCOMPARE(dialog->selectedFiles().value(0), path);
+        static_cast<QDialog*>(dialog)->accept();
+    };
+}
+ModalScript::Step CancelDialog() {
+    return [](QWidget* widget) { qobject_cast<QDialog*>(widget)->reject(); };
+}
+
+QString Q(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+
+class MainWindowTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void startsAsDescribedAndPlacesItsControlsAgainOnResize();
+    void acceleratorsReachTheirCommands();
+    void encodesAndDecodesThroughTheFileDialogs();
+    void severalChosenOrDroppedFilesBecomeAList();
+    void clipboardCommands();
+    void cancelExitAndSessionEndStopAJob_data();
+    void cancelExitAndSessionEndStopAJob();
+    void decodeErrorAnswers_data();
+    void decodeErrorAnswers();
+    void aFileWithNothingToDecodeAsksWhatToDo();
+    void checksumDifferencesAreListed();
+    void everyHelpButtonOpensItsKeyword();
+    void commandLineListsRunWithoutReports();
+    void refusesToStartWithoutItsHelpDocument();
+
+private:
+    std::string Write(const std::string& name, const std::string& bytes) {
+        const std::string path = dir_->File(name);
+        test::WriteFile(path, bytes);
+        return path;
+    }
+    std::string EncodedFile(const std::string& name, const std::string& bytes,
+                            const test::EncodeSettings& settings = {}) {
+        return Write(name + ".uue",
+                     test::Join(test::EncodeParts(dir_->path(), name, bytes, settings)));
+    }
+    QString StatusText() const { return window_->Panel()->StatusLine()->text(); }
+    void Trigger(int id) { window_->Action(id)->trigger(); }
+    // Presses a key on the main window as the user would, the window active again after any
+    // dialog that was shown before.
+    void PressKey(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        window_->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+        QTest::keyClick(window_.get(), key, modifiers);
+    }
+    void Drop(const QStringList& paths);
+    std::string Files() const { return test::ListDirectory(dir_->path(), false); }
+
+    std::unique_ptr<test::TempDir> dir_;
+    std::unique_ptr<test::ScopedEnv> tmpdir_;
+    std::unique_ptr<MainWindow> window_;
+    std::unique_ptr<ModalScript> script_;
+    QList<QUrl> helpOpened_;
+};
+
+void MainWindowTest::init() {
+    dir_ = std::make_unique<test::TempDir>();
+    fs::create_directory(dir_->path() / ".tmp");
+    tmpdir_ = std::make_unique<test::ScopedEnv>("TMPDIR", (dir_->path() / ".tmp").string());
+    window_ = std::make_unique<MainWindow>(QStringLiteral(MANDREL_HELP_DOCUMENT));
+    window_->State().files.BufFileInit(10, 16384);
+    helpOpened_.clear();
+    window_->Help().SetOpener([this](const QUrl& url) {
+        helpOpened_.append(url);
+        return true;
+    });
+    window_->SizeToScreen();
+    window_->show();
+    window_->activateWindow();
+    QVERIFY(QTest::qWaitForWindowActive(window_.get()));
+    script_ = std::make_unique<ModalScript>();
+    QGuiApplication::clipboard()->clear();
+}
+
+void MainWindowTest::cleanup() {
+    const int unanswered = script_->unanswered;
+    script_.reset();
+    window_.reset();
+    tmpdir_.reset();
+    dir_.reset();
+    QCOMPARE(unanswered, 0);
+}
+
+void MainWindowTest::Drop(const QStringList& paths) {
+    auto* data = new QMimeData;  // the drop event does not own it
+    QList<QUrl> urls;
+    for (const QString& path : paths) {
+        urls.append(QUrl::fromLocalFile(path));
+    }
+    data->setUrls(urls);
+    const QPoint centre = window_->rect().center();
+    QDragEnterEvent enter(centre, Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window_.get(), &enter);
+    QVERIFY(enter.isAccepted());
+    QDropEvent drop(QPointF(centre), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(window_.get(), &drop);
+    delete data;  // NOLINT(cppcoreguidelines-owning-memory): QMimeData is not copyable
+}
+
+void MainWindowTest::startsAsDescribedAndPlacesItsControlsAgainOnResize() {
+    MainWindow& window = *window_;
+    QCOMPARE(window.windowTitle(), QStringLiteral("Mandrel Desktop 32"));
+    const QSize screen = window.screen()->size();
+    QCOMPARE(window.size(), QSize(screen.width() * 2 / 3, screen.height() / 3));
+    QStringList menus;
+    for (QAction* menu : window.menuBar()->actions()) {
+        menus.append(menu->text());
+    }
+    QCOMPARE(menus, QStringList({"&File", "C&onfigure", "&Help"}));
+    auto* cancel = window.findChild<QPushButton*>(QStringLiteral("200"));
+    QVERIFY(cancel != nullptr && cancel->isHidden() && !cancel->isEnabled());
+    for (const QSize size : {QSize(900, 400), QSize(641, 333)}) {
+        window.resize(size);
+        QTRY_COMPARE(window.centralWidget()->size().width(), size.width());
+        const QRect client = window.centralWidget()->rect();
+        const int w = client.width();
+        const int h = client.height();
+        QCOMPARE(window.findChild<QLabel*>(QStringLiteral("201"))->geometry(),
+                 QRect(0, 0, w, h / 3));
+        QCOMPARE(window.findChild<QProgressBar*>(QStringLiteral("202"))->geometry(),
+                 QRect(0, h - h / 4, w, h / 4));
+        QCOMPARE(cancel->geometry(), QRect(3 * (w / 8), 3 * (h / 8), 2 * (w / 8), 2 * (h / 8)));
+    }
+}
+
+void MainWindowTest::acceleratorsReachTheirCommands() {
+    struct Case {
+        QKeyCombination key;
+        QString title;  // of the dialog or box the key brings up; "" for none
+        QString text;   // what it says, or the help anchor opened
+    };
+    const QString notYet = QStringLiteral(
+        "%1 is not available in this version yet.\nSettings can be changed "
+        "meanwhile with the console program: mandrel --NAME=VALUE --save.");
+    const QString product = QStringLiteral("Mandrel Desktop 32");
+    const Case cases[] = {
+        {Qt::Key_F2, "Encode", ""},
+        {Qt::CTRL | Qt::Key_C, "Encode", ""},
+        {Qt::Key_F3, "Decode", ""},
+        {Qt::CTRL | Qt::Key_V, product, "No Text on Clipboard."},
+        {Qt::SHIFT | Qt::Key_F2, product, notYet.arg("Encoding to e-mail")},
+        {Qt::SHIFT | Qt::Key_F3, product, notYet.arg("Decoding from e-mail")},
+        {Qt::Key_F5, product, notYet.arg("The General Configuration dialog")},
+        {Qt::Key_F6, product, notYet.arg("The Encoding Configuration dialog")},
+        {Qt::Key_F7, product, notYet.arg("The Decoding Configuration dialog")},
+        {Qt::SHIFT | Qt::Key_F1, "About Mandrel32",
+         "Mandrel Desktop 32\nVersion 2.0.0 - 31-Jan-97\nQuorvane, Inc."},
+        {Qt::Key_F1, "", ""},
+        {Qt::Key_F9, "", "support"},
+    };
+    for (const Case& c : cases) {
+        script_->shown.clear();
+        helpOpened_.clear();
+        if (!c.title.isEmpty()) {
+            script_->Add(CancelDialog());
+        }
+        PressKey(c.key.key(), c.key.keyboardModifiers());
+        if (c.title.isEmpty()) {
+            QCOMPARE(helpOpened_.size(), 1);
+            QCOMPARE(helpOpened_.front().fragment(), c.text);
+            QCOMPARE(helpOpened_.front().toLocalFile(), QStringLiteral(MANDREL_HELP_DOCUMENT));
+            continue;
+        }
+        QTRY_VERIFY2(script_->shown.size() == 1, qPrintable(QKeySequence(c.key).toString()));
+        QCOMPARE(script_->shown.front().title, c.title);
+        if (!c.text.isEmpty()) {
+            QCOMPARE(script_->shown.front().text, c.text);
+        }
+    }
+    // The help menu's keyword commands.
+    const std::pair<int, const char*> topics[] = {
+        {kCmdHelpKeyboard, "keyboard"},        {kCmdHelpCommands, "commands"},
+        {kCmdHelpProcedures, "procedures"},    {kCmdHelpCantDecode, "cannot-decode"},
+        {kCmdHelpCantEncode, "cannot-encode"},
+    };
+    for (const auto& [id, anchor] : topics) {
+        helpOpened_.clear();
+        Trigger(id);
+        QCOMPARE(helpOpened_.size(), 1);
+        QCOMPARE(helpOpened_.front().fragment(), QString::fromLatin1(anchor));
+    }
+    // F10 closes the idle window.
+    PressKey(Qt::Key_F10);
+    QVERIFY(!window_->isVisible());
+}
+
+void MainWindowTest::encodesAndDecodesThroughTheFileDialogs() {
+    const std::string bytes = test::RandomBytes(7, 5000);
+    const std::string photo = Write("photo.jpg", bytes);
+    const std::string chosen = dir_->File("chosen.uue");
+    test::WriteFile(chosen, "old");
+    // Default names off: the save dialog names the output, and the existing file is asked about.
+    script_->Add({ChooseFiles({Q(photo)}),
+                  [&](QWidget* widget) {
+                      QCOMPARE(widget->windowTitle(), QStringLiteral("Encode Output To"));
+                      auto* dialog = qobject_cast<QFileDialog*>(widget);
+                      QCOMPARE(dialog->selectedFiles().front(), Q(dir_->File("photo.uue")));
+                      dialog->selectFile(Q(chosen));
+                      static_cast<QDialog*>(dialog)->accept();
+                  },
+                  Press(QMessageBox::Yes), Press(QMessageBox::Ok)});
+    PressKey(Qt::Key_F2);
+    QTRY_COMPARE(script_->Pending(), std::size_t{0});
+    QTRY_COMPARE(script_->shown.size(), std::size_t{4});
+    QCOMPARE(script_->shown[2].text, "Overwrite Existing " + Q(chosen));
+    QCOMPARE(script_->shown[3].text, "photo.jpg Successfully UU Encoded to\n" + Q(chosen));
+    QVERIFY(test::ReadFile(chosen).starts_with("begin 644 photo.jpg\r\n"));
+
+    // Decoded beside the input under the name the text carries, after the same question.
+    script_->shown.clear();
+    script_->Add({ChooseFiles({Q(chosen)}), AcceptProposed("Decode Output To", Q(photo)),
+                  Press(QMessageBox::Yes), Press(QMessageBox::Ok)});
+    PressKey(Qt::Key_F3);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{4});
+    QCOMPARE(script_->shown[0].title, QStringLiteral("Decode"));
+    QCOMPARE(script_->shown[2].text, "Overwrite Existing " + Q(photo));
+    QCOMPARE(script_->shown[3].text, "chosen.uue Successfully UU Decoded as\n" + Q(photo));
+    QCOMPARE(test::ReadFile(photo), bytes);
+
+    // No to the question leaves the file alone and reports nothing.
+    script_->shown.clear();
+    test::WriteFile(photo, "kept");
+    window_->State().config.usedefaultnames = 1;
+    script_->Add({ChooseFiles({Q(chosen)}), Press(QMessageBox::No)});
+    PressKey(Qt::Key_F3);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+    QTest::qWait(50);
+    QCOMPARE(script_->shown.size(), std::size_t{2});
+    QCOMPARE(test::ReadFile(photo), "kept");
+    // The filter the user ended with is offered next time, in either direction.
+    script_->Add({[&](QWidget* widget) {
+                      auto* dialog = qobject_cast<QFileDialog*>(widget);
+                      QCOMPARE(dialog->selectedNameFilter(),
+                               QStringLiteral("Encoded Files (*.uue *.xxe *.mme *.uu *.xx *.mm "
+                                              "*.b64 *.hqx *.hex)"));
+                      dialog->selectNameFilter(dialog->nameFilters().at(1));
+                      ChooseFiles({Q(chosen)})(widget);
+                  },
+                  Press(QMessageBox::No)});
+    PressKey(Qt::Key_F3);
+    script_->Add([](QWidget* widget) {
+        QCOMPARE(qobject_cast<QFileDialog*>(widget)->selectedNameFilter(),
+                 QStringLiteral("Archive Files (*.arc *.zip *.zoo *.lzh)"));
+        qobject_cast<QDialog*>(widget)->reject();
+    });
+    PressKey(Qt::Key_F2);
+    QTRY_COMPARE(script_->Pending(), std::size_t{0});
+}
+
+void MainWindowTest::severalChosenOrDroppedFilesBecomeAList() {
+    const std::string bytes = test::RandomBytes(11, 12000);
+    test::EncodeSettings settings;
+    settings.format = kCompBinaries;
+    const std::vector<std::string> parts =
+        test::EncodeParts(dir_->path(), "data.bin", bytes, settings);
+    QCOMPARE(parts.size(), std::size_t{4});
+    QStringList partFiles;
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        // Named so that the dialog's order is not the parts' order.
+        partFiles.append(Q(Write("p" + std::to_string(4 - i) + ".uue", parts[i])));
+    }
+    window_->State().config.usedefaultnames = 1;
+    const QString output = Q(dir_->File("data.bin"));
+
+    // Chosen at once in the decode dialog: joined, decoded, one report, no temporary file left.
+    script_->Add({ChooseFiles(partFiles), Press(QMessageBox::Ok)});
+    PressKey(Qt::Key_F3);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+    QTest::qWait(50);
+    // The joined input is what was decoded.
+    QVERIFY(script_->shown[1].text.startsWith(QStringLiteral("mdr")));
+    QVERIFY(script_->shown[1].text.contains("Successfully UU Decoded 4 Parts\nas " + output));
+    QCOMPARE(test::ReadFile(output.toStdString()), bytes);
+    QCOMPARE(test::ListDirectory(dir_->path() / ".tmp"), std::string());
+
+    // Dropped: the same, and with joining off three drops give one report each.
+    fs::remove(output.toStdString());
+    script_->shown.clear();
+    script_->Add(Press(QMessageBox::Ok));
+    Drop(partFiles);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{1});
+    QCOMPARE(test::ReadFile(output.toStdString()), bytes);
+
+    const std::string one = EncodedFile("one.txt", "first");
+    const std::string two = EncodedFile("two.txt", "second");
+    const std::string three = EncodedFile("three.txt", "third");
+    window_->State().config.decodejoin = 0;
+    script_->shown.clear();
+    script_->Add({Press(QMessageBox::Ok), Press(QMessageBox::Ok), Press(QMessageBox::Ok)});
+    Drop({Q(one), Q(two), Q(three)});
+    QTRY_COMPARE(script_->shown.size(), std::size_t{3});
+    QCOMPARE(script_->shown[2].text,
+             "three.txt.uue Successfully UU Decoded as\n" + Q(dir_->File("three.txt")));
+    QCOMPARE(test::ReadFile(dir_->File("two.txt")), "second");
+
+    // One dropped file is decoded without joining, and a file that is no encoded text by its
+    // name is encoded (decode method by file name).
+    window_->State().config.decodejoin = 1;
+    window_->State().config.decodemethod = kDecodeByFileName;
+    script_->shown.clear();
+    script_->Add(Press(QMessageBox::Ok));
+    Drop({Q(dir_->File("two.txt"))});
+    QTRY_COMPARE(script_->shown.size(), std::size_t{1});
+    QCOMPARE(script_->shown[0].text,
+             "two.txt Successfully UU Encoded to\n" + Q(dir_->File("two.uue")));
+}
+
+void MainWindowTest::clipboardCommands() {
+    const std::string bytes = test::RandomBytes(3, 3000);
+    const std::string photo = Write("photo.jpg", bytes);
+    // Encode to Clipboard: one part on the clipboard, no file.
+    script_->Add({ChooseFiles({Q(photo)}), Press(QMessageBox::Ok)});
+    PressKey(Qt::Key_C, Qt::ControlModifier);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+    QCOMPARE(script_->shown[1].text,
+             QStringLiteral("photo.jpg Successfully UU Encoded to\nthe Clipboard"));
+    const QString text = QGuiApplication::clipboard()->text();
+    QVERIFY(text.startsWith(QStringLiteral("begin 644 photo.jpg\r\n")));
+    QCOMPARE(Files(), std::string("photo.jpg"));
+
+    // The menu offers Decode from Clipboard now; the decode goes through a temporary file that
+    // is gone afterwards.
+    QMenu* file = qobject_cast<QMenu*>(window_->menuBar()->actions().front()->menu());
+    emit file->aboutToShow();
+    QVERIFY(window_->Action(kCmdDecodeFromClipboard)->isEnabled());
+    emit file->aboutToHide();
+    fs::remove(photo);
+    window_->State().config.decodedirselect = kDirUserSpecified;
+    window_->State().config.decodedir = dir_->path().string();
+    window_->State().config.usedefaultnames = 1;
+    script_->shown.clear();
+    script_->Add(Press(QMessageBox::Ok));
+    PressKey(Qt::Key_V, Qt::ControlModifier);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{1});
+    QVERIFY(script_->shown[0].text.startsWith(QStringLiteral("mdr")));
+    QVERIFY(script_->shown[0].text.endsWith(" Successfully UU Decoded as\n" + Q(photo)));
+    QCOMPARE(test::ReadFile(photo), bytes);
+    QCOMPARE(test::ListDirectory(dir_->path() / ".tmp"), std::string());
+
+    // An empty clipboard greys the item while the menu shows, and its key says so.
+    QGuiApplication::clipboard()->clear();
+    emit file->aboutToShow();
+    QVERIFY(!window_->Action(kCmdDecodeFromClipboard)->isEnabled());
+    emit file->aboutToHide();
+    QVERIFY(window_->Action(kCmdDecodeFromClipboard)->isEnabled());
+    script_->shown.clear();
+    script_->Add(Press(QMessageBox::Ok));
+    PressKey(Qt::Key_V, Qt::ControlModifier);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{1});
+    QCOMPARE(script_->shown[0].text, QStringLiteral("No Text on Clipboard."));
+}
+
+void MainWindowTest::cancelExitAndSessionEndStopAJob_data() {
+    QTest::addColumn<QString>("how");
+    QTest::addColumn<bool>("closes");
+    QTest::newRow("Cancel button") << "cancel" << false;
+    QTest::newRow("Exit") << "exit" << true;
+    QTest::newRow("closing the window") << "close" << true;
+    QTest::newRow("session end") << "session" << true;
+}
+
+void MainWindowTest::cancelExitAndSessionEndStopAJob() {
+    QFETCH(QString, how);
+    QFETCH(bool, closes);
+    // Enough parts that the job is still running at part 3.
+    const std::string photo = Write("photo.jpg", test::RandomBytes(5, 3'000'000));
+    AppState& app = window_->State();
+    app.config.usedefaultnames = 1;
+    app.config.encodetype = kCompBinaries;
+    window_->Ui().SetPumpInterval(0);
+    bool sawBusyWindow = false;
+    QTimer stopper;
+    connect(&stopper, &QTimer::timeout, [&] {
+        if (!app.JobBusy || !StatusText().contains(QStringLiteral("Part 3 of"))) {
+            return;
+        }
+        stopper.stop();
+        auto* cancel = window_->findChild<QPushButton*>(QStringLiteral("200"));
+        sawBusyWindow = cancel->isVisible() && cancel->isEnabled() &&
+                        !window_->Action(kCmdEncodeToFile)->isEnabled() &&
+                        !window_->Action(kCmdDecodeFromClipboard)->isEnabled() &&
+                        !window_->Action(kCmdSystemDecode)->isEnabled() && !window_->acceptDrops();
+        if (how == "cancel") {
+            cancel->click();
+        } else if (how == "exit") {
+            Trigger(kCmdExit);
+        } else if (how == "close") {
+            window_->close();
+        } else {
+            QVERIFY(!window_->QueryEndSession());
+        }
+        // The window stays until the job has returned.
+        QVERIFY(window_->isVisible());
+    });
+    // At every look the job takes at its events.
+    stopper.start(0);
+    script_->Add(ChooseFiles({Q(photo)}));
+    if (!closes) {
+        script_->Add(Press(QMessageBox::Ok));
+    }
+    PressKey(Qt::Key_F2);
+    QTRY_VERIFY(!app.JobBusy && script_->Pending() == 0);
+    QVERIFY(sawBusyWindow);
+    QCOMPARE(Files(), std::string("photo.jpg"));
+    if (closes) {
+        QTRY_VERIFY(!window_->isVisible());
+        QCOMPARE(script_->shown.size(), std::size_t{1});
+    } else {
+        QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+        QCOMPARE(script_->shown[1].text, QStringLiteral("UU Encode of photo.jpg Aborted"));
+        QVERIFY(window_->isVisible());
+        QVERIFY(window_->Action(kCmdEncodeToFile)->isEnabled());
+        QVERIFY(window_->findChild<QPushButton*>(QStringLiteral("200"))->isHidden());
+        QCOMPARE(StatusText(), QString());
+    }
+}
+
+void MainWindowTest::decodeErrorAnswers_data() {
+    QTest::addColumn<QList<int>>("answers");  // a button id, or a key
+    QTest::addColumn<int>("warning");         // the answer to the warning, 0 for none
+    QTest::addColumn<QString>("report");
+    QTest::addColumn<int>("questions");  // Decode Error dialogs shown
+    const QString skipped = QStringLiteral(
+        "bad.uue Apparently UU Decoded as\n%1\n\nPossibly not all data included in decoding.");
+    const QString attempted = QStringLiteral(
+        "bad.uue Apparently UU Decoded as\n%1\n\nDecode attempted in spite of integrity errors.");
+    QTest::newRow("Enter skips the line")
+        << QList<int>{Qt::Key_Return, Qt::Key_Return} << int(QMessageBox::Yes) << skipped << 2;
+    QTest::newRow("skip all") << QList<int>{605} << int(QMessageBox::Yes) << skipped << 1;
+    QTest::newRow("decode all") << QList<int>{604} << int(QMessageBox::Yes) << attempted << 1;
+    QTest::newRow("decode this line")
+        << QList<int>{603, 603} << int(QMessageBox::Yes) << attempted << 2;
+    QTest::newRow("No to the warning aborts")
+        << QList<int>{605} << int(QMessageBox::No) << QStringLiteral("UU Decode of bad.uue Aborted")
+        << 1;
+    QTest::newRow("Escape aborts")
+        << QList<int>{Qt::Key_Escape} << 0 << QStringLiteral("UU Decode of bad.uue Aborted") << 1;
+}
+
+void MainWindowTest::decodeErrorAnswers() {
+    QFETCH(QList<int>, answers);
+    QFETCH(int, warning);
+    QFETCH(QString, report);
+    QFETCH(int, questions);
+    // Two lines in the middle lose their last characters.
+    std::string text =
+        test::Join(test::EncodeParts(dir_->path(), "out.bin", test::RandomBytes(1, 900), {}));
+    std::vector<std::string> lines;
+    for (const auto line : test::SplitLines(text)) {
+        lines.emplace_back(line);
+    }
+    lines[4].resize(lines[4].size() - 5);
+    lines[9].resize(lines[9].size() - 5);
+    std::string damaged;
+    for (const std::string& line : lines) {
+        damaged += line + "\n";
+    }
+    const std::string input = Write("bad.uue", damaged);
+    window_->State().config.usedefaultnames = 1;
+    script_->Add(ChooseFiles({Q(input)}));
+    for (const int answer : answers) {
+        script_->Add(answer < Qt::Key_Escape ? Click(answer) : Key(static_cast<Qt::Key>(answer)));
+        if (warning != 0) {
+            script_->Add(Press(static_cast<QMessageBox::StandardButton>(warning)));
+        }
+    }
+    script_->Add(Press(QMessageBox::Ok));
+    PressKey(Qt::Key_F3);
+    QTRY_COMPARE(script_->Pending(), std::size_t{0});
+    QTRY_VERIFY(!window_->State().JobBusy);
+    QTest::qWait(50);
+    int asked = 0;
+    for (const Shown& shown : script_->shown) {
+        if (shown.title == QStringLiteral("Decode Error")) {
+            ++asked;
+            QVERIFY2(shown.text.startsWith(QStringLiteral("Input File: bad.uue\nLine ")),
+                     qPrintable(shown.text));
+            QVERIFY(shown.text.contains(QStringLiteral(": Invalid UU Encoded Data!\n")));
+            QVERIFY(shown.text.contains(
+                QStringLiteral("\nOffending Line Follows within Curly Brackets:\n\n{ ")));
+        }
+        if (shown.text.startsWith(QStringLiteral("*** Warning ***"))) {
+            QVERIFY(shown.text.endsWith(QStringLiteral("\n\nProceed as indicated?")));
+        }
+    }
+    QCOMPARE(asked, questions);
+    QCOMPARE(script_->shown.back().text, report.arg(Q(dir_->File("out.bin"))));
+    if (report.contains(QStringLiteral("Aborted"))) {
+        QVERIFY(!fs::exists(dir_->File("out.bin")));
+    }
+}
+
+void MainWindowTest::aFileWithNothingToDecodeAsksWhatToDo() {
+    const std::string notes = Write("notes.txt", "just some words\nand more words\n");
+    window_->State().config.usedefaultnames = 1;
+    // Encode: the dropped file is encoded instead.
+    script_->Add({Click(250), Press(QMessageBox::Ok)});
+    Drop({Q(notes)});
+    QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+    QCOMPARE(script_->shown[0].title, QStringLiteral("Encode or Decode?"));
+    QCOMPARE(script_->shown[0].text,
+             Q(notes) +
+                 " apparently cannot be decoded.\nYou may instead encode the file (choose "
+                 "Encode),\ncontinue trying to decode the file (choose Decode),\nor cancel "
+                 "the operation on this file (choose Cancel).");
+    QCOMPARE(script_->shown[1].text,
+             "notes.txt Successfully UU Encoded to\n" + Q(dir_->File("notes.uue")));
+    fs::remove(dir_->File("notes.uue"));
+
+    // Cancel leaves it; Decode goes on to Retry Decoding, whose Abort gives the file up.
+    script_->shown.clear();
+    script_->Add({Click(2), Press(QMessageBox::Ok)});
+    Drop({Q(notes)});
+    QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+    QCOMPARE(script_->shown[1].text, QStringLiteral("Auto Decode of notes.txt Aborted"));
+    script_->shown.clear();
+    script_->Add({Click(251), [](QWidget* widget) {
+                      auto* formats = widget->findChild<QComboBox*>(QStringLiteral("188"));
+                      QCOMPARE(formats->currentText(), QStringLiteral("Single File"));
+                      QCOMPARE(formats->count(), 18);
+                      qobject_cast<QDialog*>(widget)->reject();
+                  }});
+    Drop({Q(notes)});
+    QTRY_COMPARE(script_->shown.size(), std::size_t{2});
+    QTest::qWait(50);
+    QCOMPARE(script_->shown[1].title, QStringLiteral("Retry Decoding"));
+    QVERIFY(script_->shown[1].text.startsWith("Unable to Determine File Format for " + Q(notes)));
+    QCOMPARE(Files(), std::string("notes.txt"));
+
+    // Chosen alone in the decode dialog there is no list: Retry Decoding comes at once, and
+    // Try All Formats walks every format before it gives up.
+    script_->shown.clear();
+    script_->Add({ChooseFiles({Q(notes)}), Click(210), Press(QMessageBox::Ok)});
+    PressKey(Qt::Key_F3);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{3});
+    QCOMPARE(script_->shown[1].title, QStringLiteral("Retry Decoding"));
+    QVERIFY(script_->shown[2].text.startsWith("Unable to Determine File Format for " + Q(notes) +
+                                              ".\nYou must manually piece together"));
+
+    // A binary file asks whether to try anyway; No gives it up.
+    const std::string binary = Write("blob.uue", test::RandomBytes(9, 4000));
+    script_->shown.clear();
+    script_->Add({ChooseFiles({Q(binary)}), Press(QMessageBox::No)});
+    PressKey(Qt::Key_F3);
+    QTRY_VERIFY(script_->shown.size() >= 2);
+    QTest::qWait(100);
+    QCOMPARE(script_->shown[1].text, QStringLiteral("File blob.uue contains binary data and very "
+                                                    "likely cannot be decoded. Do you wish to try "
+                                                    "anyway?"));
+}
+
+void MainWindowTest::checksumDifferencesAreListed() {
+    test::EncodeSettings settings;
+    settings.checksum = 1;
+    settings.format = kCompBinaries;
+    std::string text = test::Join(
+        test::EncodeParts(dir_->path(), "sums.bin", test::RandomBytes(2, 5000), settings));
+    // The first part's checksum line is made to claim another sum.
+    const std::size_t at = text.find("sum -r/size ") + 12;
+    text.replace(at, text.find('/', at) - at, "12345");
+    const std::string input = Write("sums.uue", text);
+    window_->State().config.usedefaultnames = 1;
+    script_->Add({ChooseFiles({Q(input)}), [&](QWidget* widget) {
+                      QCOMPARE(widget->windowTitle(),
+                               QStringLiteral("Mandrel32 Checksum Error Details"));
+                      QCOMPARE(widget->findChild<QLabel*>(QStringLiteral("221"))->text(), Q(input));
+                      auto* list = widget->findChild<QTreeWidget*>(QStringLiteral("220"));
+                      QCOMPARE(list->topLevelItemCount(), 1);
+                      QTreeWidgetItem* row = list->topLevelItem(0);
+                      QCOMPARE(row->text(0), QStringLiteral("Part 1 Checksum:"));
+                      QCOMPARE(row->text(1), QStringLiteral("Expected 12345"));
+                      QVERIFY(row->text(2).startsWith(QStringLiteral("Calculated ")));
+                      Click(1)(widget);
+                  }});
+    PressKey(Qt::Key_F3);
+    QTRY_COMPARE(script_->Pending(), std::size_t{0});
+    QTest::qWait(50);
+    // The list stands instead of the report, and the file is kept as decoded.
+    QCOMPARE(script_->shown.size(), std::size_t{2});
+    QCOMPARE(test::ReadFile(dir_->File("sums.bin")).size(), std::size_t{5000});
+}
+
+void MainWindowTest::everyHelpButtonOpensItsKeyword() {
+    // Each question's Help button opens its topic and leaves the dialog up.
+    const std::string notes = Write("notes.txt", "nothing encoded here\n");
+    QStringList anchors;
+    const auto pressHelp = [&](QWidget* widget) {
+        widget->findChild<QPushButton*>(QStringLiteral("525"))->click();
+        QVERIFY(widget->isVisible());
+        anchors.append(helpOpened_.isEmpty() ? QString() : helpOpened_.back().fragment());
+    };
+    window_->State().config.usedefaultnames = 1;
+    script_->Add({[&](QWidget* widget) {
+                      pressHelp(widget);
+                      Click(251)(widget);
+                  },
+                  [&](QWidget* widget) {
+                      pressHelp(widget);
+                      qobject_cast<QDialog*>(widget)->reject();
+                  }});
+    Drop({Q(notes)});
+    QTRY_COMPARE(script_->Pending(), std::size_t{0});
+    QCOMPARE(anchors, QStringList({"ask-encode", "unknown-multipart"}));
+    // Every keyword the program asks for has its topic in the help document.
+    const QString document = QString::fromStdString(test::ReadFile(MANDREL_HELP_DOCUMENT));
+    for (const char* keyword : HelpKeywords()) {
+        const QString anchor = HelpAnchor(QString::fromLatin1(keyword));
+        QVERIFY2(document.contains("id=\"" + anchor + "\""), qPrintable(anchor));
+    }
+}
+
+void MainWindowTest::commandLineListsRunWithoutReports() {
+    const std::string photo = Write("photo.jpg", test::RandomBytes(4, 2000));
+    QVERIFY(StartProgram(*window_, {"-N", "-Eu", photo}));
+    QTRY_VERIFY(!window_->isVisible());
+    QCOMPARE(script_->shown.size(), std::size_t{0});
+    QCOMPARE(window_->ExitCode(), 0);
+    QVERIFY(test::ReadFile(dir_->File("photo.uue")).starts_with("begin 644 photo.jpg"));
+
+    // With -N a missing file is said, and the program ends.
+    window_ = std::make_unique<MainWindow>(QStringLiteral(MANDREL_HELP_DOCUMENT));
+    window_->State().files.BufFileInit(10, 16384);
+    window_->show();
+    script_->Add(Press(QMessageBox::Ok));
+    const std::string missing = dir_->File("missing.uue");
+    QVERIFY(StartProgram(*window_, {"-N", missing, photo}));
+    QTRY_VERIFY(!window_->isVisible());
+    QCOMPARE(script_->shown.size(), std::size_t{1});
+    QCOMPARE(script_->shown[0].text, "Can't read " + Q(missing));
+    QCOMPARE(window_->ExitCode(), 1);
+}
+
+void MainWindowTest::refusesToStartWithoutItsHelpDocument() {
+    window_ = std::make_unique<MainWindow>(Q(dir_->File("mandrel32.html")));
+    window_->show();
+    script_->Add(Press(QMessageBox::Ok));
+    QVERIFY(!StartProgram(*window_, {"-N", "-Eu", "photo.jpg"}));
+    QCOMPARE(script_->shown.size(), std::size_t{1});
+    QCOMPARE(script_->shown[0].title, QStringLiteral("Mandrel Desktop 32"));
+    QVERIFY(script_->shown[0].text.startsWith("File " + Q(dir_->File("mandrel32.html")) +
+                                              " is missing.\nPlease re-install Mandrel Desktop "
+                                              "32\n"));
+}
+
+}  // namespace
+}  // namespace mandrel
+
+QTEST_MAIN(mandrel::MainWindowTest)
+#include "main_window_test.moc"
