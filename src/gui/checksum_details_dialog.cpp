@@ -25,6 +25,8 @@ QTreeWidget* MakeDifferenceList(QWidget* parent, const std::vector<std::string>&
     list->setRootIsDecorated(false);
     list->setColumnCount(3);
     list->setHeaderHidden(true);
+    list->setSelectionMode(QAbstractItemView::NoSelection);
+    list->setFocusPolicy(Qt::NoFocus);
     for (const std::string& line : lines) {
         list->addTopLevelItem(new QTreeWidgetItem(DisplayText(line).split(QLatin1Char('\t'))));
     }
@@ -52,7 +54,7 @@ ChecksumDetailsDialog::ChecksumDetailsDialog(QWidget* owner, const QString& capt
     inputRow->addWidget(input, 1);
     layout->addLayout(inputRow);
     QTreeWidget* list = MakeDifferenceList(this, lines);
-    list->setMinimumSize(520, 160);
+    list->setMinimumSize(540, 120);
     layout->addWidget(list);
     QPushButton* close = MakeButton(this, kIdClose, "Close");
     close->setDefault(true);

@@ -1,7 +1,7 @@
 #include "gui/decode_error_dialog.h"
 
 #include <QGridLayout>
-#include <QPlainTextEdit>
+#include <QTextEdit>
 #include <QVBoxLayout>
 #include <array>
 
@@ -33,7 +33,7 @@ DecodeErrorDialog::DecodeErrorDialog(QWidget* owner, const QString& text, const 
     : QDialog(owner) {
     setWindowTitle(QStringLiteral("Decode Error"));
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(MakeTextBlock(this, kIdText, text, 9));
+    layout->addWidget(MakeTextBlock(this, kIdText, text));
     auto* buttons = new QGridLayout;
     for (std::size_t i = 0; i < kAnswers.size(); ++i) {
         const Answer& answer = kAnswers[i];

@@ -1,10 +1,20 @@
 #include "gui/dialog_parts.h"
 
 #include <QFontMetrics>
-#include <QPlainTextEdit>
+#include <QTextDocument>
+#include <QTextEdit>
+#include <QtMath>
+#include <algorithm>
 #include <string_view>
 
 namespace mandrel {
+
+namespace {
+
+constexpr int kBlockColumns = 66;
+constexpr int kMostLines = 16;
+
+}  // namespace
 
 QString ControlName(int id) {
     return QString::number(id);
@@ -17,17 +27,32 @@ QPushButton* MakeButton(QWidget* parent, int id, const char* text) {
     return button;
 }
 
-QPlainTextEdit* MakeTextBlock(QWidget* parent, int id, const QString& text, int minimumLines) {
-    auto* block = new QPlainTextEdit(text, parent);
+QTextEdit* MakeTextBlock(QWidget* parent, int id, const QString& text) {
+    auto* block = new QTextEdit(parent);
     block->setObjectName(ControlName(id));
+    block->setPlainText(text);
     block->setReadOnly(true);
     block->setFrameShape(QFrame::NoFrame);
     block->setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     block->viewport()->setAutoFillBackground(false);
     block->setFocusPolicy(Qt::NoFocus);
+    block->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // As wide as a line of the longest message, as high as the text it holds (a very long one
+    // scrolls).
     const QFontMetrics metrics(block->font());
-    block->setMinimumWidth(metrics.averageCharWidth() * 64);
-    block->setMinimumHeight(metrics.lineSpacing() * minimumLines + 8);
+    const int width = metrics.averageCharWidth() * kBlockColumns;
+    // Measured on a document of its own: the block's own one is laid out for the widget's
+    // present width, which it does not have yet.
+    QTextDocument measure;
+    measure.setDefaultFont(block->font());
+    measure.setDefaultTextOption(block->document()->defaultTextOption());
+    measure.setPlainText(text);
+    measure.setTextWidth(width);
+    const int height = qCeil(measure.size().height());
+    const int most = metrics.lineSpacing() * kMostLines;
+    block->setFixedSize(width, std::min(height, most));
+    block->setVerticalScrollBarPolicy(height > most ? Qt::ScrollBarAsNeeded
+                                                    : Qt::ScrollBarAlwaysOff);
     return block;
 }
 

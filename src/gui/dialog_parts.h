@@ -6,7 +6,7 @@
 #include <QString>
 
 class QDialog;
-class QPlainTextEdit;
+class QTextEdit;
 class QWidget;
 
 namespace mandrel {
@@ -18,7 +18,7 @@ QString ControlName(int id);
 // A push button with the control id as its object name; it is no default button unless made so.
 QPushButton* MakeButton(QWidget* parent, int id, const char* text);
 // A block of read-only text that wraps anywhere, for messages that hold long paths or lines.
-QPlainTextEdit* MakeTextBlock(QWidget* parent, int id, const QString& text, int minimumLines);
+QTextEdit* MakeTextBlock(QWidget* parent, int id, const QString& text);
 // The program's texts keep "\r\n" line ends; a widget wants "\n".
 QString DisplayText(std::string_view text);
 

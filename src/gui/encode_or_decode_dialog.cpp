@@ -1,7 +1,7 @@
 #include "gui/encode_or_decode_dialog.h"
 
 #include <QHBoxLayout>
-#include <QPlainTextEdit>
+#include <QTextEdit>
 #include <QVBoxLayout>
 
 #include "gui/dialog_parts.h"
@@ -23,7 +23,7 @@ EncodeOrDecodeDialog::EncodeOrDecodeDialog(QWidget* owner, const QString& text,
     : QDialog(owner) {
     setWindowTitle(QStringLiteral("Encode or Decode?"));
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(MakeTextBlock(this, kIdText, text, 5));
+    layout->addWidget(MakeTextBlock(this, kIdText, text));
     QPushButton* encode = MakeButton(this, kIdEncode, "&Encode");
     encode->setDefault(true);
     connect(encode, &QPushButton::clicked, this, [this] { done(kIdEncode); });

@@ -3,7 +3,7 @@
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QPlainTextEdit>
+#include <QTextEdit>
 #include <QVBoxLayout>
 
 #include "core/file_formats.h"
@@ -28,7 +28,7 @@ RetryDecodingDialog::RetryDecodingDialog(QWidget* owner, const QString& text, co
     : QDialog(owner), formats_(new QComboBox(this)) {
     setWindowTitle(QStringLiteral("Retry Decoding"));
     auto* layout = new QVBoxLayout(this);
-    layout->addWidget(MakeTextBlock(this, kIdText, text, 5));
+    layout->addWidget(MakeTextBlock(this, kIdText, text));
     formats_->setObjectName(ControlName(kIdFormats));
     FillFormatList(formats_, kDirectionDecode, kFormatSingleFile);
     auto* formatRow = new QHBoxLayout;

@@ -13,10 +13,10 @@
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScreen>
+#include <QTextEdit>
 #include <QTimer>
 #include <QTreeWidget>
 #include <QtTest>
@@ -49,7 +49,7 @@ QString TextOf(QWidget* widget) {
         return box->text();
     }
     for (const char* id : {"601", "240", "252"}) {
-        if (auto* block = widget->findChild<QPlainTextEdit*>(QString::fromLatin1(id))) {
+        if (auto* block = widget->findChild<QTextEdit*>(QString::fromLatin1(id))) {
             return block->toPlainText();
         }
     }
@@ -172,7 +172,6 @@ ModalScript::Step CancelDialog() {
 QString Q(const std::string& text) {
     return QString::fromStdString(text);
 }
-
 
 class MainWindowTest : public QObject {
     Q_OBJECT
