@@ -64,7 +64,7 @@ int Run(int argc, char** argv) {
     MainWindow window(helpFile);
     AppState& app = window.State();
     app.config.fullpath = programPath;
-    app.files.BufFileInit(10, 16384);
+    app.files.BufFileInit(10, 32768);
     window.SizeToScreen();
     window.show();
     QSettingsStore store;

@@ -30,7 +30,8 @@ void DesktopUi::Attach(QWidget* owner, QLabel* status, QProgressBar* progress) {
     progress_ = progress;
 }
 
-QWidget* DesktopUi::Owner() const {
+QWidget* DesktopUi::Owner() {
+    ShowPendingProgress();
     if (QWidget* modal = QApplication::activeModalWidget()) {
         return modal;
     }
@@ -48,8 +49,17 @@ void DesktopUi::Status(std::string_view text) {
 }
 
 void DesktopUi::Progress(int position) {
-    if (progress_ != nullptr && progress_->value() != position) {
-        progress_->setValue(position);
+    // A progress bar repaints at once on every new value, which would cost a job a paint per
+    // percent; during a job the value is shown when the events are let through.
+    pendingProgress_ = position;
+    if (!inJob_) {
+        ShowPendingProgress();
+    }
+}
+
+void DesktopUi::ShowPendingProgress() {
+    if (progress_ != nullptr && progress_->value() != pendingProgress_) {
+        progress_->setValue(pendingProgress_);
     }
 }
 
@@ -63,6 +73,7 @@ void DesktopUi::Pump(int /*count*/) {
     if (sincePump_.isValid() && sincePump_.elapsed() < pumpIntervalMs_) {
         return;
     }
+    ShowPendingProgress();
     QCoreApplication::processEvents(QEventLoop::AllEvents);
     sincePump_.start();
 }
@@ -79,6 +90,10 @@ void DesktopUi::BusyCursor(bool busy) {
 }
 
 void DesktopUi::JobMode(bool busy) {
+    inJob_ = busy;
+    if (!busy) {
+        ShowPendingProgress();
+    }
     if (onJobMode_) {
         onJobMode_(busy);
     }

@@ -48,8 +48,10 @@ public:
     int SendMail(const MailMessage& message, bool report) override;
 
 private:
-    // The window a box or dialog belongs to: the open dialog, else the main window.
-    QWidget* Owner() const;
+    // The window a box or dialog belongs to: the open dialog, else the main window. The
+    // progress bar is brought up to date first, as the dialog's own event loop will paint it.
+    QWidget* Owner();
+    void ShowPendingProgress();
 
     const HelpDesk& help_;
     QPointer<QWidget> owner_;
@@ -57,10 +59,12 @@ private:
     QPointer<QProgressBar> progress_;
     QString productName_;
     std::function<void(bool)> onJobMode_;
-    int pumpIntervalMs_ = 8;
+    int pumpIntervalMs_ = 16;  // a frame at 60 Hz
     int pumpCalls_ = 0;
     QElapsedTimer sincePump_;
     bool busyCursor_ = false;
+    bool inJob_ = false;
+    int pendingProgress_ = 0;
 };
 
 }  // namespace mandrel
