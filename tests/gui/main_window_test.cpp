@@ -350,6 +350,15 @@ void MainWindowTest::acceleratorsReachTheirCommands() {
         QCOMPARE(helpOpened_.size(), 1);
         QCOMPARE(helpOpened_.front().fragment(), QString::fromLatin1(anchor));
     }
+    // The window menu's two items, offered by a right click on the window.
+    for (const auto& [id, title] :
+         {std::pair{kCmdSystemEncode, "Encode"}, {kCmdSystemDecode, "Decode"}}) {
+        script_->shown.clear();
+        script_->Add(CancelDialog());
+        Trigger(id);
+        QTRY_COMPARE(script_->shown.size(), std::size_t{1});
+        QCOMPARE(script_->shown.front().title, QString::fromLatin1(title));
+    }
     // F10 closes the idle window.
     PressKey(Qt::Key_F10);
     QVERIFY(!window_->isVisible());
@@ -782,11 +791,12 @@ void MainWindowTest::everyHelpButtonOpensItsKeyword() {
 
 void MainWindowTest::commandLineListsRunWithoutReports() {
     const std::string photo = Write("photo.jpg", test::RandomBytes(4, 2000));
-    QVERIFY(StartProgram(*window_, {"-N", "-Eu", photo}));
+    const std::string given = dir_->File("given name.uue");
+    QVERIFY(StartProgram(*window_, {"-N", "-Eu", "-O", given, photo}));
     QTRY_VERIFY(!window_->isVisible());
     QCOMPARE(script_->shown.size(), std::size_t{0});
     QCOMPARE(window_->ExitCode(), 0);
-    QVERIFY(test::ReadFile(dir_->File("photo.uue")).starts_with("begin 644 photo.jpg"));
+    QVERIFY(test::ReadFile(given).starts_with("begin 644 photo.jpg"));
 
     // With -N a missing file is said, and the program ends.
     window_ = std::make_unique<MainWindow>(QStringLiteral(MANDREL_HELP_DOCUMENT));
