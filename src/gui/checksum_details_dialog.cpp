@@ -7,7 +7,6 @@
 #include <QVBoxLayout>
 
 #include "gui/dialog_parts.h"
-#include "gui/help_desk.h"
 
 namespace mandrel {
 
@@ -56,16 +55,10 @@ ChecksumDetailsDialog::ChecksumDetailsDialog(QWidget* owner, const QString& capt
     QTreeWidget* list = MakeDifferenceList(this, lines);
     list->setMinimumSize(540, 120);
     layout->addWidget(list);
-    QPushButton* close = MakeButton(this, kIdClose, "Close");
+    QPushButton* close = MakeAnswerButton(this, kIdClose, "Close");
     close->setDefault(true);
-    connect(close, &QPushButton::clicked, this, [this] { done(kIdClose); });
-    QPushButton* helpButton = MakeButton(this, kIdHelpButton, "&Help");
-    connect(helpButton, &QPushButton::clicked, this,
-            [&help] { help.Keyword(QStringLiteral("invalid checksum")); });
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    buttons->addWidget(close);
-    buttons->addWidget(helpButton);
+    QHBoxLayout* buttons = MakeButtonRow({close, MakeHelpButton(this, help, "invalid checksum")});
+    buttons->insertStretch(0, 1);
     layout->addLayout(buttons);
 }
 

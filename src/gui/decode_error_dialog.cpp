@@ -37,22 +37,15 @@ DecodeErrorDialog::DecodeErrorDialog(QWidget* owner, const QString& text, const 
     auto* buttons = new QGridLayout;
     for (std::size_t i = 0; i < kAnswers.size(); ++i) {
         const Answer& answer = kAnswers[i];
-        QPushButton* button = MakeButton(this, answer.id, answer.text);
-        const int id = answer.id;
-        connect(button, &QPushButton::clicked, this, [this, id] { done(id); });
+        QPushButton* button = MakeAnswerButton(this, answer.id, answer.text);
         buttons->addWidget(button, static_cast<int>(i / 2), static_cast<int>(i % 2));
         if (i == 0) {
             // Enter skips the line.
             button->setDefault(true);
         }
     }
-    QPushButton* abort = MakeButton(this, kIdAbort, "&Abort Decode");
-    connect(abort, &QPushButton::clicked, this, [this] { done(kIdAbort); });
-    QPushButton* helpButton = MakeButton(this, kIdHelpButton, "&Help");
-    connect(helpButton, &QPushButton::clicked, this,
-            [&help] { help.Keyword(QStringLiteral("invalid data")); });
-    buttons->addWidget(abort, 2, 0);
-    buttons->addWidget(helpButton, 2, 1);
+    buttons->addWidget(MakeAnswerButton(this, kIdAbort, "&Abort Decode"), 2, 0);
+    buttons->addWidget(MakeHelpButton(this, help, "invalid data"), 2, 1);
     layout->addLayout(buttons);
 }
 
@@ -64,13 +57,6 @@ DecodeErrorChoice DecodeErrorDialog::Choice() const {
     }
     // Abort, Escape and closing the dialog.
     return DecodeErrorChoice::Abort;
-}
-
-DecodeErrorChoice DecodeErrorDialog::Ask(QWidget* owner, const QString& text,
-                                         const HelpDesk& help) {
-    DecodeErrorDialog dialog(owner, text, help);
-    dialog.exec();
-    return dialog.Choice();
 }
 
 }  // namespace mandrel

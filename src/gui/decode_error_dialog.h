@@ -15,7 +15,6 @@ public:
     DecodeErrorDialog(QWidget* owner, const QString& text, const HelpDesk& help);
     // The answer the dialog ended with.
     DecodeErrorChoice Choice() const;
-    static DecodeErrorChoice Ask(QWidget* owner, const QString& text, const HelpDesk& help);
 };
 
 }  // namespace mandrel

@@ -106,15 +106,15 @@ SaveDialogResult DesktopUi::SaveFileDialog(const SaveDialogRequest& request) {
 }
 
 DecodeErrorChoice DesktopUi::DecodeErrorDialog(std::string_view text) {
-    return DecodeErrorDialog::Ask(Owner(), DisplayText(text), help_);
+    return AskDialog<mandrel::DecodeErrorDialog>(Owner(), DisplayText(text), help_);
 }
 
 RetryChoice DesktopUi::RetryDecodingDialog(std::string_view text) {
-    return RetryDecodingDialog::Ask(Owner(), DisplayText(text), help_);
+    return AskDialog<mandrel::RetryDecodingDialog>(Owner(), DisplayText(text), help_);
 }
 
 EncodeOrDecodeChoice DesktopUi::EncodeOrDecodeDialog(std::string_view text) {
-    return EncodeOrDecodeDialog::Ask(Owner(), DisplayText(text), help_);
+    return AskDialog<mandrel::EncodeOrDecodeDialog>(Owner(), DisplayText(text), help_);
 }
 
 void DesktopUi::ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,

@@ -1,6 +1,9 @@
 #include "gui/dialog_parts.h"
 
+#include "gui/help_desk.h"
+
 #include <QFontMetrics>
+#include <QHBoxLayout>
 #include <QTextDocument>
 #include <QTextEdit>
 #include <QtMath>
@@ -25,6 +28,28 @@ QPushButton* MakeButton(QWidget* parent, int id, const char* text) {
     button->setObjectName(ControlName(id));
     button->setAutoDefault(false);
     return button;
+}
+
+QPushButton* MakeAnswerButton(QDialog* dialog, int id, const char* text) {
+    QPushButton* button = MakeButton(dialog, id, text);
+    QObject::connect(button, &QPushButton::clicked, dialog, [dialog, id] { dialog->done(id); });
+    return button;
+}
+
+QPushButton* MakeHelpButton(QWidget* parent, const HelpDesk& help, const char* keyword) {
+    QPushButton* button = MakeButton(parent, kIdHelpButton, "&Help");
+    const QString topic = QString::fromLatin1(keyword);
+    QObject::connect(button, &QPushButton::clicked, parent,
+                     [&help, topic] { help.Keyword(topic); });
+    return button;
+}
+
+QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons) {
+    auto* row = new QHBoxLayout;
+    for (QPushButton* button : buttons) {
+        row->addWidget(button);
+    }
+    return row;
 }
 
 QTextEdit* MakeTextBlock(QWidget* parent, int id, const QString& text) {

@@ -2,14 +2,18 @@
 // that tests and the window find each control by the id the design gives it.
 #pragma once
 
+#include <QDialog>
 #include <QPushButton>
 #include <QString>
+#include <initializer_list>
 
-class QDialog;
+class QHBoxLayout;
 class QTextEdit;
 class QWidget;
 
 namespace mandrel {
+
+class HelpDesk;
 
 inline constexpr int kIdHelpButton = 525;
 
@@ -17,9 +21,23 @@ inline constexpr int kIdHelpButton = 525;
 QString ControlName(int id);
 // A push button with the control id as its object name; it is no default button unless made so.
 QPushButton* MakeButton(QWidget* parent, int id, const char* text);
+// A button that ends the dialog with its id.
+QPushButton* MakeAnswerButton(QDialog* dialog, int id, const char* text);
+// "&Help": opens the help document at the keyword and leaves the dialog up.
+QPushButton* MakeHelpButton(QWidget* parent, const HelpDesk& help, const char* keyword);
+// The buttons side by side, in order.
+QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons);
 // A block of read-only text that wraps anywhere, for messages that hold long paths or lines.
 QTextEdit* MakeTextBlock(QWidget* parent, int id, const QString& text);
 // The program's texts keep "\r\n" line ends; a widget wants "\n".
 QString DisplayText(std::string_view text);
+
+// Shows a question dialog made from its text and returns the answer it ended with.
+template <typename Dialog>
+auto AskDialog(QWidget* owner, const QString& text, const HelpDesk& help) {
+    Dialog dialog(owner, text, help);
+    dialog.exec();
+    return dialog.Choice();
+}
 
 }  // namespace mandrel

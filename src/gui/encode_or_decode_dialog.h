@@ -14,7 +14,6 @@ class EncodeOrDecodeDialog : public QDialog {
 public:
     EncodeOrDecodeDialog(QWidget* owner, const QString& text, const HelpDesk& help);
     EncodeOrDecodeChoice Choice() const;
-    static EncodeOrDecodeChoice Ask(QWidget* owner, const QString& text, const HelpDesk& help);
 };
 
 }  // namespace mandrel

@@ -10,7 +10,6 @@
 #include "core/job_state.h"
 #include "gui/dialog_parts.h"
 #include "gui/format_list.h"
-#include "gui/help_desk.h"
 
 namespace mandrel {
 
@@ -38,21 +37,12 @@ RetryDecodingDialog::RetryDecodingDialog(QWidget* owner, const QString& text, co
     formatRow->addWidget(formats_, 1);
     layout->addLayout(formatRow);
 
-    QPushButton* retry = MakeButton(this, kIdRetry, "Retry &Decode");
+    QPushButton* retry = MakeAnswerButton(this, kIdRetry, "Retry &Decode");
     retry->setDefault(true);
-    connect(retry, &QPushButton::clicked, this, [this] { done(kIdRetry); });
-    QPushButton* tryAll = MakeButton(this, kIdTryAll, "Try &All Formats");
-    connect(tryAll, &QPushButton::clicked, this, [this] { done(kIdTryAll); });
     QPushButton* abort = MakeButton(this, kIdAbort, "Abort Decode");
     connect(abort, &QPushButton::clicked, this, &QDialog::reject);
-    QPushButton* helpButton = MakeButton(this, kIdHelpButton, "&Help");
-    connect(helpButton, &QPushButton::clicked, this,
-            [&help] { help.Keyword(QStringLiteral("unknown multipart")); });
-    auto* buttons = new QHBoxLayout;
-    for (QPushButton* button : {retry, tryAll, abort, helpButton}) {
-        buttons->addWidget(button);
-    }
-    layout->addLayout(buttons);
+    layout->addLayout(MakeButtonRow({retry, MakeAnswerButton(this, kIdTryAll, "Try &All Formats"),
+                                     abort, MakeHelpButton(this, help, "unknown multipart")}));
 }
 
 RetryChoice RetryDecodingDialog::Choice() const {
@@ -64,12 +54,6 @@ RetryChoice RetryDecodingDialog::Choice() const {
         default:
             return RetryChoice::Abort();
     }
-}
-
-RetryChoice RetryDecodingDialog::Ask(QWidget* owner, const QString& text, const HelpDesk& help) {
-    RetryDecodingDialog dialog(owner, text, help);
-    dialog.exec();
-    return dialog.Choice();
 }
 
 }  // namespace mandrel

@@ -16,7 +16,6 @@ class RetryDecodingDialog : public QDialog {
 public:
     RetryDecodingDialog(QWidget* owner, const QString& text, const HelpDesk& help);
     RetryChoice Choice() const;
-    static RetryChoice Ask(QWidget* owner, const QString& text, const HelpDesk& help);
 
 private:
     QComboBox* formats_;

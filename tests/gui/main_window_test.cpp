@@ -253,19 +253,18 @@ void MainWindowTest::cleanup() {
 }
 
 void MainWindowTest::Drop(const QStringList& paths) {
-    auto* data = new QMimeData;  // the drop event does not own it
+    const auto data = std::make_unique<QMimeData>();  // the drop events only look at it
     QList<QUrl> urls;
     for (const QString& path : paths) {
         urls.append(QUrl::fromLocalFile(path));
     }
     data->setUrls(urls);
     const QPoint centre = window_->rect().center();
-    QDragEnterEvent enter(centre, Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+    QDragEnterEvent enter(centre, Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(window_.get(), &enter);
     QVERIFY(enter.isAccepted());
-    QDropEvent drop(QPointF(centre), Qt::CopyAction, data, Qt::LeftButton, Qt::NoModifier);
+    QDropEvent drop(QPointF(centre), Qt::CopyAction, data.get(), Qt::LeftButton, Qt::NoModifier);
     QApplication::sendEvent(window_.get(), &drop);
-    delete data;  // NOLINT(cppcoreguidelines-owning-memory): QMimeData is not copyable
 }
 
 void MainWindowTest::startsAsDescribedAndPlacesItsControlsAgainOnResize() {
