@@ -13,5 +13,5 @@ runtime=$(mktemp -d)
 trap 'rm -rf "$runtime"' EXIT
 chmod 700 "$runtime"
 export XDG_RUNTIME_DIR=$runtime XDG_CONFIG_HOME=$runtime/config
-xvfb-run -a -s '-screen 0 1500x900x24' sh -c 'openbox & sleep 1; exec "$0" "$1" "$2"' \
+timeout 300 xvfb-run -a -s '-screen 0 1500x900x24' sh -c 'openbox & sleep 1; exec "$0" "$1" "$2"' \
     "$build/tests/mandrel32_screenshot_tour" "$out" "$top/docs/mandrel32.html"

@@ -2,6 +2,8 @@
 
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QHeaderView>
+#include <QTreeView>
 #include <array>
 #include <span>
 
@@ -40,23 +42,19 @@ constexpr std::array<Filter, 5> kEncodeSaveFilters = {{
 constexpr std::array<Filter, 1> kDecodeSaveFilters = {{{"All Files", "*.*"}}};
 // clang-format on
 
-// A filter as Qt reads it: the description with the patterns in parentheses at its end. The
-// patterns replace a list the description already shows, since Qt reads blank-separated
-// patterns only; "*.*" becomes "*" so that names without a dot are listed too, as they are
-// on the system the filters were written for; matching ignores letter case.
+// A filter as Qt reads it: the description, then the patterns in parentheses, which the
+// dialogs keep out of sight (HideNameFilterDetails), so that the user sees the description as
+// it stands. "*.*" becomes "*" so that names without a dot are listed too, as they are on the
+// system the filters were written for; patterns are in lower case, as names here mostly are.
 QString QtFilter(const Filter& filter) {
-    QString description = QString::fromLatin1(filter.description);
-    if (description.endsWith(QLatin1Char(')'))) {
-        description.truncate(description.lastIndexOf(QLatin1Char('(')));
-        description = description.trimmed();
-    }
     QStringList patterns = QString::fromLatin1(filter.patterns).toLower().split(QLatin1Char(';'));
     for (QString& pattern : patterns) {
         if (pattern == QLatin1String("*.*")) {
             pattern = QStringLiteral("*");
         }
     }
-    return description + QStringLiteral(" (") + patterns.join(QLatin1Char(' ')) + QLatin1Char(')');
+    return QString::fromLatin1(filter.description) + QStringLiteral(" (") +
+           patterns.join(QLatin1Char(' ')) + QLatin1Char(')');
 }
 
 QStringList QtFilters(std::span<const Filter> filters) {
@@ -65,6 +63,34 @@ QStringList QtFilters(std::span<const Filter> filters) {
         list.append(QtFilter(filter));
     }
     return list;
+}
+
+// The place, counted from 1, of the filter the dialog reports as chosen: with the details out of
+// sight it reports the description alone.
+int ChosenFilter(const QStringList& filters, const QString& chosen) {
+    for (int i = 0; i < filters.size(); ++i) {
+        const QString& filter = filters[i];
+        if (filter == chosen || filter.startsWith(chosen + QStringLiteral(" ("))) {
+            return i + 1;
+        }
+    }
+    return 1;
+}
+
+// Roomy enough that the list's size, type and date columns show whole.
+constexpr QSize kDialogSize(820, 480);
+
+// Qt's own dialog gives its size, type and date columns a fixed width that cuts their text;
+// they are sized to what they hold, and the names take the rest.
+void FitColumns(QFileDialog& dialog) {
+    auto* view = dialog.findChild<QTreeView*>(QStringLiteral("treeView"));
+    if (view == nullptr) {
+        return;
+    }
+    QHeaderView* header = view->header();
+    header->setStretchLastSection(false);
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(0, QHeaderView::Stretch);
 }
 
 QString Verb(int direction) {
@@ -93,8 +119,11 @@ QStringList AskInputFiles(QWidget* owner, int direction, const QString& proposed
                           const QString& initialDirectory, OpenDialogMemory& memory) {
     QFileDialog dialog(owner, Verb(direction));
     dialog.setAcceptMode(QFileDialog::AcceptOpen);
+    dialog.resize(kDialogSize);
+    FitColumns(dialog);
     dialog.setFileMode(QFileDialog::ExistingFiles);
     dialog.setOption(QFileDialog::ReadOnly, false);
+    dialog.setOption(QFileDialog::HideNameFilterDetails, true);
     const QStringList filters = OpenFilters(direction);
     dialog.setNameFilters(filters);
     const int index = std::clamp(memory.filterIndex, 1, static_cast<int>(filters.size()));
@@ -110,19 +139,19 @@ QStringList AskInputFiles(QWidget* owner, int direction, const QString& proposed
     if (dialog.exec() != QDialog::Accepted) {
         return {};
     }
-    memory.filterIndex = static_cast<int>(filters.indexOf(dialog.selectedNameFilter())) + 1;
-    if (memory.filterIndex < 1) {
-        memory.filterIndex = 1;
-    }
+    memory.filterIndex = ChosenFilter(filters, dialog.selectedNameFilter());
     return dialog.selectedFiles();
 }
 
 SaveDialogResult AskOutputFile(QWidget* owner, const SaveDialogRequest& request) {
     QFileDialog dialog(owner, QString::fromStdString(request.title));
     dialog.setAcceptMode(QFileDialog::AcceptSave);
+    dialog.resize(kDialogSize);
+    FitColumns(dialog);
     dialog.setFileMode(QFileDialog::AnyFile);
     // MakeOutFile asks "Overwrite Existing" itself.
     dialog.setOption(QFileDialog::DontConfirmOverwrite, true);
+    dialog.setOption(QFileDialog::HideNameFilterDetails, true);
     const QStringList filters = SaveFilters(request.direction);
     if (!filters.isEmpty()) {
         dialog.setNameFilters(filters);

@@ -25,7 +25,9 @@
 #include <functional>
 #include <memory>
 
+#include "gui/checksum_details_dialog.h"
 #include "gui/commands.h"
+#include "gui/decode_error_dialog.h"
 #include "gui/help_desk.h"
 #include "gui/job_panel.h"
 #include "gui/main_window.h"
@@ -409,17 +411,23 @@ void MainWindowTest::encodesAndDecodesThroughTheFileDialogs() {
     // The filter the user ended with is offered next time, in either direction.
     script_->Add({[&](QWidget* widget) {
                       auto* dialog = qobject_cast<QFileDialog*>(widget);
-                      QCOMPARE(dialog->selectedNameFilter(),
-                               QStringLiteral("Encoded Files (*.uue *.xxe *.mme *.uu *.xx *.mm "
-                                              "*.b64 *.hqx *.hex)"));
+                      QCOMPARE(dialog->selectedNameFilter(), QStringLiteral("Encoded Files"));
                       dialog->selectNameFilter(dialog->nameFilters().at(1));
                       ChooseFiles({Q(chosen)})(widget);
                   },
                   Press(QMessageBox::No)});
     PressKey(Qt::Key_F3);
     script_->Add([](QWidget* widget) {
-        QCOMPARE(qobject_cast<QFileDialog*>(widget)->selectedNameFilter(),
-                 QStringLiteral("Archive Files (*.arc *.zip *.zoo *.lzh)"));
+        // The user sees the filters' descriptions as they stand.
+        auto* filters = widget->findChild<QComboBox*>(QStringLiteral("fileTypeCombo"));
+        QStringList shown;
+        for (int i = 0; i < filters->count(); ++i) {
+            shown.append(filters->itemText(i));
+        }
+        QCOMPARE(shown,
+                 QStringList({"All Files (*.*)", "Archive Files (*.zip, *.arc, *.lzh, *.zoo)",
+                              "Executable Files (*.exe, *.dll, *.com)"}));
+        QCOMPARE(filters->currentIndex(), 1);
         qobject_cast<QDialog*>(widget)->reject();
     });
     PressKey(Qt::Key_F2);
@@ -780,6 +788,18 @@ void MainWindowTest::everyHelpButtonOpensItsKeyword() {
     Drop({Q(notes)});
     QTRY_COMPARE(script_->Pending(), std::size_t{0});
     QCOMPARE(anchors, QStringList({"ask-encode", "unknown-multipart"}));
+    // The other two questions, shown on their own.
+    const HelpDesk& help = window_->Help();
+    DecodeErrorDialog decodeError(window_.get(), QStringLiteral("Line 1: Invalid"), help);
+    ChecksumDetailsDialog details(window_.get(), QStringLiteral("Details"), QStringLiteral("in"),
+                                  {"Part 1 Size:\tExpected 1\tCalculated 2"}, help);
+    for (QDialog* dialog : {static_cast<QDialog*>(&decodeError), static_cast<QDialog*>(&details)}) {
+        dialog->show();
+        pressHelp(dialog);
+        dialog->hide();
+    }
+    QCOMPARE(anchors,
+             QStringList({"ask-encode", "unknown-multipart", "invalid-data", "invalid-checksum"}));
     // Every keyword the program asks for has its topic in the help document.
     const QString document = QString::fromStdString(test::ReadFile(MANDREL_HELP_DOCUMENT));
     for (const char* keyword : HelpKeywords()) {

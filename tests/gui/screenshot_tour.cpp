@@ -77,6 +77,7 @@ private:
         }
         busy_ = true;
         last_ = modal;
+        qInfo("dialog: %s", qPrintable(modal->windowTitle()));
         const Step step = steps_.front();
         steps_.pop_front();
         if (!step.shot.isEmpty()) {
@@ -220,6 +221,11 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     const std::string summed = file("budget.uue", text);
     tour.Expect({}, [&](QWidget* w) { ChooseFile(w, summed); });
     tour.Expect(QStringLiteral("checksum-error-details"), [](QWidget* w) { Click(w, 1); });
+    window.Command(kCmdDecodeFromFile);
+    WaitFor(tour);
+
+    // The open dialog, its filter showing the encoded files only.
+    tour.Expect(QStringLiteral("open-dialog-decode"), Reject);
     window.Command(kCmdDecodeFromFile);
     WaitFor(tour);
     return 0;
