@@ -61,13 +61,14 @@ int Run(int argc, char** argv) {
 
     const std::string programPath = ProgramPath(argc > 0 ? argv[0] : nullptr);
     const QString helpFile = HelpFilePath(programPath);
+    QSettingsStore store;
     MainWindow window(helpFile);
+    window.SetSettingsStore(&store);
     AppState& app = window.State();
     app.config.fullpath = programPath;
     app.files.BufFileInit(10, 32768);
     window.SizeToScreen();
     window.show();
-    QSettingsStore store;
     LoadSettings(app.config, app.identity, store, app.ui);
     window.Ui().SetProductName(QString::fromStdString(app.identity.productName));
 

@@ -165,6 +165,32 @@ bool GetVersionString(std::string_view name, std::string& out) {
     return false;
 }
 
+int32_t ValidateOutputSize(UserPort& ui, std::string_view text, bool warn) {
+    std::size_t pos = 0;
+    while (pos < text.size() && (text[pos] == ' ' || text[pos] == '\t')) {
+        ++pos;
+    }
+    const bool negative = pos < text.size() && text[pos] == '-';
+    if (pos < text.size() && (text[pos] == '-' || text[pos] == '+')) {
+        ++pos;
+    }
+    int64_t value = 0;
+    for (; pos < text.size() && IsDigit(text[pos]) && value <= kMaxOutputSize; ++pos) {
+        value = value * 10 + (text[pos] - '0');
+    }
+    if (negative) {
+        value = -value;
+    }
+    if (value < kMinOutputSize || value > kMaxOutputSize) {
+        if (warn) {
+            ShowMessage(ui, kMbExclamation, "Output Size Must be between %ld and %ld.",
+                        static_cast<long>(kMinOutputSize), static_cast<long>(kMaxOutputSize));
+        }
+        return kDefaultOutputSize;
+    }
+    return static_cast<int32_t>(value);
+}
+
 int EolLengthFor(int32_t encodecrlf) {
     if (encodecrlf == kEolCrLf) {
         return 2;

@@ -2,10 +2,14 @@
 
 #include "gui/help_desk.h"
 
+#include <QCheckBox>
 #include <QFontMetrics>
+#include <QGroupBox>
 #include <QHBoxLayout>
+#include <QRadioButton>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QVBoxLayout>
 #include <QtMath>
 #include <algorithm>
 #include <string_view>
@@ -42,6 +46,28 @@ QPushButton* MakeHelpButton(QWidget* parent, const HelpDesk& help, const char* k
     QObject::connect(button, &QPushButton::clicked, parent,
                      [&help, topic] { help.Keyword(topic); });
     return button;
+}
+
+QCheckBox* MakeCheckBox(QWidget* parent, int id, const char* text, bool checked) {
+    auto* box = new QCheckBox(QString::fromLatin1(text), parent);
+    box->setObjectName(ControlName(id));
+    box->setChecked(checked);
+    return box;
+}
+
+QGroupBox* MakeRadioGroup(QWidget* parent, const char* title, std::span<const RadioChoice> choices,
+                          int checkedId) {
+    auto* group = new QGroupBox(QString::fromLatin1(title), parent);
+    auto* column = new QVBoxLayout(group);
+    for (const RadioChoice& choice : choices) {
+        auto* radio = new QRadioButton(QString::fromLatin1(choice.text), group);
+        radio->setObjectName(ControlName(choice.id));
+        radio->setChecked(choice.id == checkedId);
+        column->addWidget(radio);
+    }
+    // Beside a taller group the buttons stay together at the top.
+    column->addStretch(1);
+    return group;
 }
 
 QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons) {

@@ -6,7 +6,10 @@
 #include <QPushButton>
 #include <QString>
 #include <initializer_list>
+#include <span>
 
+class QCheckBox;
+class QGroupBox;
 class QHBoxLayout;
 class QTextEdit;
 class QWidget;
@@ -25,6 +28,15 @@ QPushButton* MakeButton(QWidget* parent, int id, const char* text);
 QPushButton* MakeAnswerButton(QDialog* dialog, int id, const char* text);
 // "&Help": opens the help document at the keyword and leaves the dialog up.
 QPushButton* MakeHelpButton(QWidget* parent, const HelpDesk& help, const char* keyword);
+// A check box named by its id.
+QCheckBox* MakeCheckBox(QWidget* parent, int id, const char* text, bool checked);
+// A titled group of radio buttons, one of them checked (none when checkedId names none).
+struct RadioChoice {
+    int id;
+    const char* text;
+};
+QGroupBox* MakeRadioGroup(QWidget* parent, const char* title, std::span<const RadioChoice> choices,
+                          int checkedId);
 // The buttons side by side, in order.
 QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons);
 // A block of read-only text that wraps anywhere, for messages that hold long paths or lines.

@@ -19,6 +19,7 @@
 #include "core/format.h"
 #include "core/version_strings.h"
 #include "gui/commands.h"
+#include "gui/config_dialogs.h"
 #include "gui/job_panel.h"
 #include "shell/clipboard_input.h"
 #include "shell/file_list_runner.h"
@@ -115,9 +116,9 @@ void MainWindow::BindCommands() {
         {kCmdDecodeFromClipboard, [this] { DecodeFromClipboard(); }},
         {kCmdEncodeToMail, [this] { NotYetAvailable("Encoding to e-mail"); }},
         {kCmdDecodeFromMail, [this] { NotYetAvailable("Decoding from e-mail"); }},
-        {kCmdConfigGeneral, [this] { NotYetAvailable("The General Configuration dialog"); }},
-        {kCmdConfigEncode, [this] { NotYetAvailable("The Encoding Configuration dialog"); }},
-        {kCmdConfigDecode, [this] { NotYetAvailable("The Decoding Configuration dialog"); }},
+        {kCmdConfigGeneral, [this] { Configure<GeneralConfigDialog>(); }},
+        {kCmdConfigEncode, [this] { Configure<EncodeConfigDialog>(); }},
+        {kCmdConfigDecode, [this] { Configure<DecodeConfigDialog>(); }},
         {kCmdCheckVersion, [this] { NotYetAvailable("The version check"); }},
         {kCmdAbout, [this] { ShowAbout(); }},
         {kCmdHelpIndex, [this] { help_.Contents(); }},
@@ -266,10 +267,27 @@ void MainWindow::DecodeFromClipboard() {
 }
 
 void MainWindow::NotYetAvailable(const char* what) {
-    ShowMessage(ui_, kMbInformation,
-                "%s is not available in this version yet.\r\nSettings can be changed meanwhile "
-                "with the console program: mandrel --NAME=VALUE --save.",
-                what);
+    ShowMessage(ui_, kMbInformation, "%s is not available in this version yet.", what);
+}
+
+template <typename Dialog>
+void MainWindow::Configure() {
+    if (app_.JobBusy) {
+        return;
+    }
+    ConfigDialogServices services{
+        .help = help_,
+        .ui = ui_,
+        .saveGroup =
+            [this](std::span<const SettingDesc> group) {
+                if (store_ != nullptr) {
+                    WriteSettingsGroup(app_.config, group, *store_, app_.identity.SettingsKey, ui_);
+                }
+            },
+        .makeAssociations = [this] { NotYetAvailable("Making the file associations"); },
+    };
+    Dialog dialog(this, app_.config, std::move(services));
+    dialog.exec();
 }
 
 void MainWindow::ShowAbout() {

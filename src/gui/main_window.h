@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 
+#include "core/settings_store.h"
 #include "gui/desktop_ui.h"
 #include "gui/file_dialogs.h"
 #include "gui/help_desk.h"
@@ -47,6 +48,8 @@ public:
     // The desktop session is ending: allowed when idle; refused while a job runs, which is
     // then cancelled.
     bool QueryEndSession();
+    // Where "&Save as Default" writes a settings group; none: nothing is written.
+    void SetSettingsStore(SettingsStore* store) { store_ = store; }
     // 0 when every file of a command-line list succeeded, 1 otherwise.
     int ExitCode() const { return exitCode_; }
 
@@ -67,6 +70,8 @@ private:
     void DecodeFromClipboard();
     void NotYetAvailable(const char* what);
     void ShowAbout();
+    template <typename Dialog>
+    void Configure();
     void StartList(const QStringList& files, int listDirection, bool toClipboard);
     void NextFile();
     void AfterJob();
@@ -85,6 +90,7 @@ private:
     bool listToClipboard_ = false;
     bool closing_ = false;
     int exitCode_ = 0;
+    SettingsStore* store_ = nullptr;
 };
 
 }  // namespace mandrel

@@ -27,11 +27,13 @@
 
 #include "gui/checksum_details_dialog.h"
 #include "gui/commands.h"
+#include "gui/config_dialogs.h"
 #include "gui/decode_error_dialog.h"
 #include "gui/help_desk.h"
 #include "gui/job_panel.h"
 #include "gui/main_window.h"
 #include "gui/program_start.h"
+#include "platform/qsettings_store.h"
 #include "support/encoded_text.h"
 #include "support/test_files.h"
 
@@ -195,6 +197,8 @@ private slots:
     void everyHelpButtonOpensItsKeyword();
     void commandLineListsRunWithoutReports();
     void refusesToStartWithoutItsHelpDocument();
+    void encodeConfigurationCouplesMethodAndFormat();
+    void decodeConfigurationAndSavingAsDefault();
 
 private:
     std::string Write(const std::string& name, const std::string& bytes) {
@@ -301,9 +305,7 @@ void MainWindowTest::acceleratorsReachTheirCommands() {
         QString title;  // of the dialog or box the key brings up; "" for none
         QString text;   // what it says, or the help anchor opened
     };
-    const QString notYet = QStringLiteral(
-        "%1 is not available in this version yet.\nSettings can be changed "
-        "meanwhile with the console program: mandrel --NAME=VALUE --save.");
+    const QString notYet = QStringLiteral("%1 is not available in this version yet.");
     const QString product = QStringLiteral("Mandrel Desktop 32");
     const Case cases[] = {
         {Qt::Key_F2, "Encode", ""},
@@ -312,9 +314,9 @@ void MainWindowTest::acceleratorsReachTheirCommands() {
         {Qt::CTRL | Qt::Key_V, product, "No Text on Clipboard."},
         {Qt::SHIFT | Qt::Key_F2, product, notYet.arg("Encoding to e-mail")},
         {Qt::SHIFT | Qt::Key_F3, product, notYet.arg("Decoding from e-mail")},
-        {Qt::Key_F5, product, notYet.arg("The General Configuration dialog")},
-        {Qt::Key_F6, product, notYet.arg("The Encoding Configuration dialog")},
-        {Qt::Key_F7, product, notYet.arg("The Decoding Configuration dialog")},
+        {Qt::Key_F5, "General Configuration", ""},
+        {Qt::Key_F6, "Encode Configuration", ""},
+        {Qt::Key_F7, "Decode Configuration", ""},
         {Qt::SHIFT | Qt::Key_F1, "About Mandrel32",
          "Mandrel Desktop 32\nVersion 2.0.0 - 31-Jan-97\nQuorvane, Inc."},
         {Qt::Key_F1, "", ""},
@@ -840,6 +842,133 @@ void MainWindowTest::refusesToStartWithoutItsHelpDocument() {
     QVERIFY(script_->shown[0].text.startsWith("File " + Q(dir_->File("mandrel32.html")) +
                                               " is missing.\nPlease re-install Mandrel Desktop "
                                               "32\n"));
+}
+
+// The state of a dialog's controls, as the user sees them.
+bool Enabled(const QWidget& dialog, int id) {
+    return dialog.findChild<QWidget*>(QString::number(id))->isEnabled();
+}
+bool Checked(const QWidget& dialog, int id) {
+    return dialog.findChild<QAbstractButton*>(QString::number(id))->isChecked();
+}
+void ChooseFormat(QWidget& dialog, const QString& name) {
+    auto* formats = dialog.findChild<QComboBox*>(QStringLiteral("188"));
+    const int index = formats->findText(name);
+    QVERIFY(index >= 0);
+    formats->setCurrentIndex(index);
+    emit formats->activated(index);
+}
+
+void MainWindowTest::encodeConfigurationCouplesMethodAndFormat() {
+    Config config;
+    const ConfigDialogServices services{window_->Help(), window_->Ui(), {}, {}};
+    {
+        // Opened with UNIX line ends and a format that is no shell archive: CR LF at once, and
+        // Cancel keeps that.
+        config.encodecrlf = kEolLf;
+        EncodeConfigDialog dialog(window_.get(), config, services);
+        QCOMPARE(config.encodecrlf, kEolCrLf);
+        QVERIFY(Checked(dialog, 175));
+        auto* formats = dialog.findChild<QComboBox*>(QStringLiteral("188"));
+        QCOMPARE(formats->count(), 15);
+        QCOMPARE(formats->findText(QStringLiteral("AOL")), -1);
+        QVERIFY(!Enabled(dialog, 166) && !Enabled(dialog, 168));  // Single File: no size
+        ChooseFormat(dialog, QStringLiteral("UNIX shell (shar)"));
+        QVERIFY(Checked(dialog, 176) && !Checked(dialog, 174) && !Enabled(dialog, 174));
+        QVERIFY(Enabled(dialog, 166));
+        QCOMPARE(config.encodecrlf, kEolLf);
+        ChooseFormat(dialog, QStringLiteral("Comp.binaries"));
+        QVERIFY(Checked(dialog, 175) && Enabled(dialog, 174));
+        // MIME: Single File, list, size and checksums grey; UU gives the list back.
+        dialog.findChild<QAbstractButton*>(QStringLiteral("184"))->click();
+        QCOMPARE(formats->currentText(), QStringLiteral("Single File"));
+        QVERIFY(!Enabled(dialog, 188) && !Enabled(dialog, 187) && !Enabled(dialog, 166) &&
+                !Enabled(dialog, 174) && !Checked(dialog, 174));
+        dialog.findChild<QAbstractButton*>(QStringLiteral("182"))->click();
+        QVERIFY(Enabled(dialog, 188) && Enabled(dialog, 174) && !Enabled(dialog, 166));
+        dialog.findChild<QPushButton*>(QStringLiteral("2"))->click();
+        QCOMPARE(config.encodemethod, kMethodUU);
+        QCOMPARE(config.encodetype, kFormatSingleFile);
+        QCOMPARE(config.encodecrlf, kEolCrLf);
+    }
+    {
+        // Opened with BinHex: the list grey at Single File, the checksum box unchecked but
+        // enabled (the last step of opening enables it).
+        config.encodemethod = kMethodBinHex;
+        config.encodechecksum = 1;
+        EncodeConfigDialog dialog(window_.get(), config, services);
+        QVERIFY(!Enabled(dialog, 188) && Enabled(dialog, 174) && !Checked(dialog, 174));
+    }
+    // The size on OK: held to its range, with the message, and stored.
+    struct SizeCase {
+        const char* typed;
+        int32_t stored;
+        bool warned;
+    };
+    const SizeCase sizes[] = {
+        {"100", 60000, true},     {"4500", 4500, false}, {"1048576", 1048576, false},
+        {"1048577", 60000, true}, {"abc", 60000, true},  {"20000 bytes", 20000, false},
+    };
+    config.encodemethod = kMethodUU;
+    config.encodetype = kCompBinaries;
+    for (const SizeCase& size : sizes) {
+        script_->shown.clear();
+        if (size.warned) {
+            script_->Add(Press(QMessageBox::Ok));
+        }
+        EncodeConfigDialog dialog(window_.get(), config, services);
+        dialog.findChild<QLineEdit*>(QStringLiteral("166"))
+            ->setText(QString::fromLatin1(size.typed));
+        dialog.findChild<QPushButton*>(QStringLiteral("1"))->click();
+        QCOMPARE(config.encodeoutputsize, size.stored);
+        QCOMPARE(script_->shown.size(), std::size_t{size.warned ? 1U : 0U});
+        if (size.warned) {
+            QCOMPARE(script_->shown[0].text,
+                     QStringLiteral("Output Size Must be between 4500 and 1048576."));
+        }
+    }
+}
+
+void MainWindowTest::decodeConfigurationAndSavingAsDefault() {
+    const test::ScopedEnv config("XDG_CONFIG_HOME", (dir_->path() / "config").string());
+    QSettingsStore store;
+    AppState& app = window_->State();
+    LoadSettings(app.config, app.identity, store, window_->Ui());
+    window_->SetSettingsStore(&store);
+    const std::string settings = dir_->File("config/Quorvane, Inc./Mandrel32.conf");
+    const std::string before = fs::exists(settings) ? test::ReadFile(settings) : std::string();
+    // Automatic detection greys the list and its label; the list's choice is still stored.
+    script_->Add([](QWidget* widget) {
+        QWidget& dialog = *widget;
+        QVERIFY(Checked(dialog, 177) && !Enabled(dialog, 188) && !Enabled(dialog, 187));
+        QCOMPARE(dialog.findChild<QComboBox*>(QStringLiteral("188"))->count(), 18);
+        dialog.findChild<QComboBox*>(QStringLiteral("188"))->setCurrentText(QStringLiteral("AOL"));
+        dialog.findChild<QAbstractButton*>(QStringLiteral("184"))->click();
+        dialog.findChild<QAbstractButton*>(QStringLiteral("173"))->click();
+        QVERIFY(!Enabled(dialog, 150));
+        dialog.findChild<QAbstractButton*>(QStringLiteral("152"))->click();
+        QVERIFY(Enabled(dialog, 150));
+        dialog.findChild<QLineEdit*>(QStringLiteral("150"))->setText(QStringLiteral("/srv/in"));
+        dialog.findChild<QPushButton*>(QStringLiteral("1"))->click();
+    });
+    Trigger(kCmdConfigDecode);
+    const Config& stored = window_->State().config;
+    QCOMPARE(stored.decodetype, int32_t{kAol});
+    QCOMPARE(stored.decodemethod, kMethodMIME);
+    QCOMPARE(stored.decodejoin, 0);
+    QCOMPARE(stored.decodedirselect, kDirUserSpecified);
+    QCOMPARE(stored.decodedir, std::string("/srv/in"));
+    // OK is for this run only; Save as Default writes the group.
+    QCOMPARE(fs::exists(settings) ? test::ReadFile(settings) : std::string(), before);
+    script_->Add([](QWidget* widget) {
+        widget->findChild<QAbstractButton*>(QStringLiteral("171"))->click();
+        widget->findChild<QPushButton*>(QStringLiteral("189"))->click();
+    });
+    Trigger(kCmdConfigGeneral);
+    QCOMPARE(stored.overwriteexisting, 1);
+    const std::string written = test::ReadFile(settings);
+    QVERIFY2(written.find("overwriteexisting=1") != std::string::npos, written.c_str());
+    QCOMPARE(written.find("decodemethod"), std::string::npos);
 }
 
 }  // namespace

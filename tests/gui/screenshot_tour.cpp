@@ -224,6 +224,18 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     window.Command(kCmdDecodeFromFile);
     WaitFor(tour);
 
+    // The three configuration dialogs.
+    app.config.encodetype = kCompBinaries;
+    app.config.encodechecksum = 1;
+    const std::pair<int, const char*> dialogs[] = {{kCmdConfigGeneral, "config-general"},
+                                                   {kCmdConfigEncode, "config-encode"},
+                                                   {kCmdConfigDecode, "config-decode"}};
+    for (const auto& [command, shot] : dialogs) {
+        tour.Expect(QString::fromLatin1(shot), Reject);
+        window.Command(command);
+        WaitFor(tour);
+    }
+
     // The open dialog, its filter showing the encoded files only.
     tour.Expect(QStringLiteral("open-dialog-decode"), Reject);
     window.Command(kCmdDecodeFromFile);
