@@ -9,7 +9,6 @@
 #include <QDropEvent>
 #include <QMenu>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
@@ -17,10 +16,10 @@
 #include <QSessionManager>
 
 #include "core/format.h"
-#include "core/version_strings.h"
 #include "gui/commands.h"
 #include "gui/config_dialogs.h"
 #include "gui/job_panel.h"
+#include "gui/version_dialogs.h"
 #include "shell/clipboard_input.h"
 #include "shell/file_list_runner.h"
 #include "shell/job_runner.h"
@@ -58,7 +57,8 @@ MainWindow::MainWindow(const QString& helpFilePath, QWidget* parent)
       help_(helpFilePath),
       ui_(help_),
       app_(ui_, ui_),
-      panel_(new JobPanel(this)) {
+      panel_(new JobPanel(this)),
+      openUrl_(DesktopUrlOpener()) {
     setWindowTitle(QString::fromStdString(app_.identity.productName));
     setCentralWidget(panel_);
     ui_.Attach(this, panel_->StatusLine(), panel_->ProgressBar());
@@ -119,7 +119,11 @@ void MainWindow::BindCommands() {
         {kCmdConfigGeneral, [this] { Configure<GeneralConfigDialog>(); }},
         {kCmdConfigEncode, [this] { Configure<EncodeConfigDialog>(); }},
         {kCmdConfigDecode, [this] { Configure<DecodeConfigDialog>(); }},
-        {kCmdCheckVersion, [this] { NotYetAvailable("The version check"); }},
+        {kCmdCheckVersion,
+         [this] {
+             CheckVersionDialog dialog(this, help_, ui_, openUrl_);
+             dialog.exec();
+         }},
         {kCmdAbout, [this] { ShowAbout(); }},
         {kCmdHelpIndex, [this] { help_.Contents(); }},
         {kCmdExit,
@@ -292,11 +296,10 @@ void MainWindow::Configure() {
 
 void MainWindow::ShowAbout() {
     const Identity& identity = app_.identity;
-    QMessageBox::about(
-        this, QString::fromStdString(Format("About %s", identity.internalName.c_str())),
-        QString::fromStdString(Format("%s\nVersion %s - %s\n%s", identity.productName.c_str(),
-                                      version::kProductVersion, version::kReleaseDate,
-                                      identity.companyName.c_str())));
+    AboutDialog dialog(this, QString::fromStdString(identity.internalName),
+                       QString::fromStdString(identity.productName),
+                       QString::fromStdString(identity.companyName), openUrl_);
+    dialog.exec();
 }
 
 void MainWindow::StartList(const QStringList& files, int listDirection, bool toClipboard) {

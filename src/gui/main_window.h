@@ -6,6 +6,8 @@
 
 #include <QMainWindow>
 #include <QStringList>
+#include <QUrl>
+#include <functional>
 #include <map>
 #include <memory>
 
@@ -48,6 +50,8 @@ public:
     // The desktop session is ending: allowed when idle; refused while a job runs, which is
     // then cancelled.
     bool QueryEndSession();
+    // Where web addresses go (the browser, or a recorder in the tests).
+    void SetUrlOpener(std::function<bool(const QUrl&)> opener) { openUrl_ = std::move(opener); }
     // Where "&Save as Default" writes a settings group; none: nothing is written.
     void SetSettingsStore(SettingsStore* store) { store_ = store; }
     // 0 when every file of a command-line list succeeded, 1 otherwise.
@@ -91,6 +95,7 @@ private:
     bool closing_ = false;
     int exitCode_ = 0;
     SettingsStore* store_ = nullptr;
+    std::function<bool(const QUrl&)> openUrl_;
 };
 
 }  // namespace mandrel

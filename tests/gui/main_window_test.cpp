@@ -199,6 +199,7 @@ private slots:
     void refusesToStartWithoutItsHelpDocument();
     void encodeConfigurationCouplesMethodAndFormat();
     void decodeConfigurationAndSavingAsDefault();
+    void versionCheckAndAbout();
 
 private:
     std::string Write(const std::string& name, const std::string& bytes) {
@@ -317,8 +318,7 @@ void MainWindowTest::acceleratorsReachTheirCommands() {
         {Qt::Key_F5, "General Configuration", ""},
         {Qt::Key_F6, "Encode Configuration", ""},
         {Qt::Key_F7, "Decode Configuration", ""},
-        {Qt::SHIFT | Qt::Key_F1, "About Mandrel32",
-         "Mandrel Desktop 32\nVersion 2.0.0 - 31-Jan-97\nQuorvane, Inc."},
+        {Qt::SHIFT | Qt::Key_F1, "About Mandrel32", ""},
         {Qt::Key_F1, "", ""},
         {Qt::Key_F9, "", "support"},
     };
@@ -969,6 +969,52 @@ void MainWindowTest::decodeConfigurationAndSavingAsDefault() {
     const std::string written = test::ReadFile(settings);
     QVERIFY2(written.find("overwriteexisting=1") != std::string::npos, written.c_str());
     QCOMPARE(written.find("decodemethod"), std::string::npos);
+}
+
+void MainWindowTest::versionCheckAndAbout() {
+    QList<QUrl> opened;
+    bool browser = true;
+    window_->SetUrlOpener([&](const QUrl& url) {
+        opened.append(url);
+        return browser;
+    });
+    const auto label = [](QWidget* widget, const char* id) {
+        return widget->findChild<QLabel*>(QString::fromLatin1(id))->text();
+    };
+    script_->Add({[&](QWidget* widget) {
+                      QCOMPARE(widget->windowTitle(),
+                               QStringLiteral("Program Version and Upgrade Information"));
+                      QCOMPARE(label(widget, "192"),
+                               QStringLiteral("Current Version 2.0.0 - 31-Jan-97"));
+                      Click(253)(widget);
+                      browser = false;
+                      // Its message is a dialog of its own: clicked from the event loop.
+                      auto* button = widget->findChild<QPushButton*>(QStringLiteral("253"));
+                      QTimer::singleShot(0, button, &QPushButton::click);
+                  },
+                  Press(QMessageBox::Ok), Click(1)});
+    Trigger(kCmdCheckVersion);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{3});
+    const QString check =
+        QStringLiteral("https://www.quorvane.example/cgi-bin/checkver?2.0.0;31-Jan-97");
+    QCOMPARE(opened, QList<QUrl>({QUrl(check), QUrl(check)}));
+    QCOMPARE(script_->shown[1].text,
+             "Version Cannot be Verified. Cannot Access Web Site because\nno web browser could "
+             "be started for " +
+                 check + ".");
+    opened.clear();
+    script_->Add([&](QWidget* widget) {
+        QCOMPARE(label(widget, "195"), QStringLiteral("Mandrel Desktop 32"));
+        QCOMPARE(label(widget, "192"), QStringLiteral("Version 2.0.0 - 31-Jan-97"));
+        QCOMPARE(label(widget, "197"), QStringLiteral("Quorvane, Inc."));
+        const QRect screen = widget->screen()->geometry();
+        QCOMPARE(widget->x(), (screen.width() - widget->width()) / 2);
+        QCOMPARE(widget->y(), (screen.height() - widget->height()) / 3);
+        Click(253)(widget);
+        Click(1)(widget);
+    });
+    Trigger(kCmdAbout);
+    QCOMPARE(opened, QList<QUrl>({QUrl(QStringLiteral("https://www.quorvane.example"))}));
 }
 
 }  // namespace

@@ -224,12 +224,14 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     window.Command(kCmdDecodeFromFile);
     WaitFor(tour);
 
-    // The three configuration dialogs.
+    // The configuration dialogs, the version and the About box.
     app.config.encodetype = kCompBinaries;
     app.config.encodechecksum = 1;
     const std::pair<int, const char*> dialogs[] = {{kCmdConfigGeneral, "config-general"},
                                                    {kCmdConfigEncode, "config-encode"},
-                                                   {kCmdConfigDecode, "config-decode"}};
+                                                   {kCmdConfigDecode, "config-decode"},
+                                                   {kCmdCheckVersion, "version"},
+                                                   {kCmdAbout, "about"}};
     for (const auto& [command, shot] : dialogs) {
         tour.Expect(QString::fromLatin1(shot), Reject);
         window.Command(command);
