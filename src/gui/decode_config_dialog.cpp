@@ -46,11 +46,7 @@ DecodeConfigDialog::DecodeConfigDialog(QWidget* owner, Config& config,
     FillFormatList(formats_, kDirectionDecode, config_.decodetype);
     auto* formatLabel = new QLabel(QStringLiteral("&Decode Only This File Format:"), this);
     formatLabel->setObjectName(ControlName(kIdFormatLabel));
-    formatLabel->setBuddy(formats_);
-    auto* formatRow = new QHBoxLayout;
-    formatRow->addWidget(formatLabel);
-    formatRow->addWidget(formats_, 1);
-    column->addLayout(formatRow);
+    column->addLayout(LabelledRow(formatLabel, formats_));
     // A format of one's own only counts while automatic detection is off.
     const auto follow = [this, autoDetect, formatLabel] {
         formats_->setEnabled(!autoDetect->isChecked());

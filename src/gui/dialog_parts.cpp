@@ -6,6 +6,7 @@
 #include <QFontMetrics>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QRadioButton>
 #include <QTextDocument>
 #include <QTextEdit>
@@ -68,6 +69,14 @@ QGroupBox* MakeRadioGroup(QWidget* parent, const char* title, std::span<const Ra
     // Beside a taller group the buttons stay together at the top.
     column->addStretch(1);
     return group;
+}
+
+QHBoxLayout* LabelledRow(QLabel* label, QWidget* control) {
+    label->setBuddy(control);
+    auto* row = new QHBoxLayout;
+    row->addWidget(label);
+    row->addWidget(control, 1);
+    return row;
 }
 
 QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons) {

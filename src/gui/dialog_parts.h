@@ -11,6 +11,7 @@
 class QCheckBox;
 class QGroupBox;
 class QHBoxLayout;
+class QLabel;
 class QTextEdit;
 class QWidget;
 
@@ -37,6 +38,8 @@ struct RadioChoice {
 };
 QGroupBox* MakeRadioGroup(QWidget* parent, const char* title, std::span<const RadioChoice> choices,
                           int checkedId);
+// A label with its control beside it, the label's mnemonic leading to the control.
+QHBoxLayout* LabelledRow(QLabel* label, QWidget* control);
 // The buttons side by side, in order.
 QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons);
 // A block of read-only text that wraps anywhere, for messages that hold long paths or lines.

@@ -36,15 +36,6 @@ constexpr std::array<RadioChoice, 4> kMethods = {{
     {kMethodBinHex, "&BinHex"},
 }};
 
-// A label with its control beside it.
-QHBoxLayout* LabelledRow(QLabel* label, QWidget* control) {
-    label->setBuddy(control);
-    auto* row = new QHBoxLayout;
-    row->addWidget(label);
-    row->addWidget(control, 1);
-    return row;
-}
-
 }  // namespace
 
 EncodeConfigDialog::EncodeConfigDialog(QWidget* owner, Config& config,
