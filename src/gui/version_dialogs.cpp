@@ -67,7 +67,7 @@ QString VersionAndDate() {
 }
 
 CheckVersionDialog::CheckVersionDialog(QWidget* owner, const HelpDesk& help, UserPort& ui,
-                                       UrlOpener open)
+                                       const UrlOpener& open)
     : QDialog(owner) {
     setWindowTitle(QStringLiteral("Program Version and Upgrade Information"));
     QVBoxLayout* column = AiryColumn(this);
@@ -96,7 +96,7 @@ CheckVersionDialog::CheckVersionDialog(QWidget* owner, const HelpDesk& help, Use
 }
 
 AboutDialog::AboutDialog(QWidget* owner, const QString& internalName, const QString& productName,
-                         const QString& companyName, UrlOpener open)
+                         const QString& companyName, const UrlOpener& open)
     : QDialog(owner) {
     setWindowTitle(QStringLiteral("About ") + internalName);
     QVBoxLayout* column = AiryColumn(this);

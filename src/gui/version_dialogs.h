@@ -24,13 +24,13 @@ QString VersionAndDate();
 
 class CheckVersionDialog : public QDialog {
 public:
-    CheckVersionDialog(QWidget* owner, const HelpDesk& help, UserPort& ui, UrlOpener open);
+    CheckVersionDialog(QWidget* owner, const HelpDesk& help, UserPort& ui, const UrlOpener& open);
 };
 
 class AboutDialog : public QDialog {
 public:
     AboutDialog(QWidget* owner, const QString& internalName, const QString& productName,
-                const QString& companyName, UrlOpener open);
+                const QString& companyName, const UrlOpener& open);
 
 protected:
     void showEvent(QShowEvent* event) override;
