@@ -308,11 +308,7 @@ void ApplyEncodeCouplings(Config& config, const SettingChanges& changes, UserPor
     } else if (formatChanged && !changes.encodecrlf) {
         config.encodecrlf = kEolCrLf;
     }
-    if (config.encodeoutputsize < kMinOutputSize || config.encodeoutputsize > kMaxOutputSize) {
-        ShowMessage(ui, kMbExclamation, "Output Size Must be between %ld and %ld.",
-                    static_cast<long>(kMinOutputSize), static_cast<long>(kMaxOutputSize));
-        config.encodeoutputsize = kDefaultOutputSize;
-    }
+    config.encodeoutputsize = CheckOutputSize(ui, config.encodeoutputsize, true);
     config.eollength = EolLengthFor(config.encodecrlf);
 }
 

@@ -178,17 +178,18 @@ int32_t ValidateOutputSize(UserPort& ui, std::string_view text, bool warn) {
     for (; pos < text.size() && IsDigit(text[pos]) && value <= kMaxOutputSize; ++pos) {
         value = value * 10 + (text[pos] - '0');
     }
-    if (negative) {
-        value = -value;
+    return CheckOutputSize(ui, negative ? -value : value, warn);
+}
+
+int32_t CheckOutputSize(UserPort& ui, int64_t size, bool warn) {
+    if (size >= kMinOutputSize && size <= kMaxOutputSize) {
+        return static_cast<int32_t>(size);
     }
-    if (value < kMinOutputSize || value > kMaxOutputSize) {
-        if (warn) {
-            ShowMessage(ui, kMbExclamation, "Output Size Must be between %ld and %ld.",
-                        static_cast<long>(kMinOutputSize), static_cast<long>(kMaxOutputSize));
-        }
-        return kDefaultOutputSize;
+    if (warn) {
+        ShowMessage(ui, kMbExclamation, "Output Size Must be between %ld and %ld.",
+                    static_cast<long>(kMinOutputSize), static_cast<long>(kMaxOutputSize));
     }
-    return static_cast<int32_t>(value);
+    return kDefaultOutputSize;
 }
 
 int EolLengthFor(int32_t encodecrlf) {

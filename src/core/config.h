@@ -97,6 +97,8 @@ struct Identity {
 // CompanyName, ReleaseDate. Returns false, leaving out unchanged, for an unknown name.
 bool GetVersionString(std::string_view name, std::string& out);
 
+// A part size held to 4500..1048576: one outside becomes 60000, said first when warn is set.
+int32_t CheckOutputSize(UserPort& ui, int64_t size, bool warn);
 // The output size a dialog's text asks for: its leading decimal number (0 when it does not
 // begin with one). A size outside 4500..1048576 becomes 60000, said first when warn is set.
 int32_t ValidateOutputSize(UserPort& ui, std::string_view text, bool warn);

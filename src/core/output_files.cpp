@@ -7,10 +7,10 @@
 #include <filesystem>
 #include <utility>
 
-#include "core/job_context.h"
 #include "core/format.h"
-#include "core/text_util.h"
+#include "core/job_context.h"
 #include "core/job_status.h"
+#include "core/text_util.h"
 
 namespace mandrel {
 
@@ -90,16 +90,22 @@ int EncodingForExtension(std::string_view extension) {
     return 0;
 }
 
+std::string ChosenDirectory(const Config& config, int direction) {
+    if (direction == kDirectionDecode && config.decodedirselect == kDirUserSpecified) {
+        return config.decodedir;
+    }
+    if (direction == kDirectionEncode && config.encodedirselect == kDirUserSpecified) {
+        return config.encodedir;
+    }
+    return {};
+}
+
 BufFile MakeOutFile(JobContext& app, std::string& name, int direction, int ask) {
     const Config& config = app.config;
-    std::string initialDirectory;
-    if (!app.job.outputDirectory.empty() && direction != kDirectionConcatenate) {
-        initialDirectory = app.job.outputDirectory;
-    } else if (direction == kDirectionDecode && config.decodedirselect == kDirUserSpecified) {
-        initialDirectory = config.decodedir;
-    } else if (direction == kDirectionEncode && config.encodedirselect == kDirUserSpecified) {
-        initialDirectory = config.encodedir;
-    }
+    const std::string initialDirectory =
+        !app.job.outputDirectory.empty() && direction != kDirectionConcatenate
+            ? app.job.outputDirectory
+            : ChosenDirectory(config, direction);
     std::string path =
         initialDirectory.empty() ? name : JoinPath(initialDirectory, LocalFileName(name));
     if (ask == 1 && config.usedefaultnames == 0) {

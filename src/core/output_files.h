@@ -9,6 +9,7 @@
 
 namespace mandrel {
 
+struct Config;
 struct JobContext;
 
 // ".uue", ".xxe", ".mme", ".hqx" for 1..4, "" otherwise.
@@ -16,6 +17,10 @@ std::string_view ExtensionForEncoding(int index);
 // The EncodingIndex of a file extension (".uue", ".uu", ... compared without regard to case),
 // or 0 when it is none of them.
 int EncodingForExtension(std::string_view extension);
+
+// The directory the user chose for a direction's outputs (encodedir or decodedir when "User
+// Specified" is selected), "" for "Same as Input File".
+std::string ChosenDirectory(const Config& config, int direction);
 
 // Settles the output name (the job's forced output directory, else the configured one; the
 // save dialog when ask is 1 and default names are

@@ -16,6 +16,7 @@
 #include <QSessionManager>
 
 #include "core/format.h"
+#include "core/output_files.h"
 #include "gui/commands.h"
 #include "gui/config_dialogs.h"
 #include "gui/job_panel.h"
@@ -217,16 +218,9 @@ void MainWindow::FileCommand(int direction, bool toClipboard) {
         return;
     }
     app_.job.JobDirection = direction;
-    const Config& config = app_.config;
-    QString initialDirectory;
-    if (direction == kDirectionEncode && config.encodedirselect == kDirUserSpecified) {
-        initialDirectory = QString::fromStdString(config.encodedir);
-    } else if (direction == kDirectionDecode && config.decodedirselect == kDirUserSpecified) {
-        initialDirectory = QString::fromStdString(config.decodedir);
-    }
     const QStringList files =
         AskInputFiles(this, direction, QString::fromStdString(app_.job.JobInputPath),
-                      initialDirectory, openMemory_);
+                      QString::fromStdString(ChosenDirectory(app_.config, direction)), openMemory_);
     if (files.isEmpty()) {
         return;
     }
