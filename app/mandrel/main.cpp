@@ -16,6 +16,7 @@
 #include "core/text_util.h"
 #include "core/version_strings.h"
 #include "platform/console_ui.h"
+#include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 #include "shell/app_state.h"
 #include "shell/command_line.h"
@@ -29,7 +30,6 @@ constexpr int kExitSuccess = 0;
 constexpr int kExitFailed = 1;
 constexpr int kExitUsage = 2;
 constexpr int kExitWarnings = 3;  // done, but the report says "Apparently"
-constexpr std::size_t kMaxProgramPath = 255;
 
 // Set by Ctrl-C, read by the console's pump; a signal handler can reach nothing else.
 volatile std::sig_atomic_t interrupted = 0;
@@ -51,15 +51,6 @@ void InstallInterruptHandler() {
     // No SA_RESTART: a question waiting on the terminal is cut short and cancelled.
     action.sa_flags = 0;
     sigaction(SIGINT, &action, nullptr);
-}
-
-std::string ProgramPath() {
-    std::error_code ec;
-    std::string path = std::filesystem::read_symlink("/proc/self/exe", ec).string();
-    if (path.size() > kMaxProgramPath) {
-        path.resize(kMaxProgramPath);
-    }
-    return path;
 }
 
 std::string ProgramName(const char* argv0) {
@@ -266,7 +257,7 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
 
     AppState app(ui, ui);
     app.files.BufFileInit(10, 32768);
-    app.config.fullpath = ProgramPath();
+    app.config.fullpath = ProgramPath(nullptr);
     QSettingsStore store;
     LoadSettings(app.config, app.identity, store, ui);
     ui.SetProductName(app.identity.productName);

@@ -3,7 +3,6 @@
 // the program closes after its last file.
 #include <QApplication>
 #include <QClipboard>
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -11,25 +10,13 @@
 #include "gui/main_window.h"
 #include "gui/program_start.h"
 #include "platform/desktop_clipboard.h"
+#include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 
 namespace mandrel {
 namespace {
 
-constexpr std::size_t kMaxProgramPath = 255;
 constexpr int kExitStartupFailed = 1;
-
-std::string ProgramPath(const char* argv0) {
-    std::error_code ec;
-    std::string path = std::filesystem::read_symlink("/proc/self/exe", ec).string();
-    if (path.empty() && argv0 != nullptr) {
-        path = std::filesystem::absolute(argv0, ec).string();
-    }
-    if (path.size() > kMaxProgramPath) {
-        path.resize(kMaxProgramPath);
-    }
-    return path;
-}
 
 // The help document lies beside the program under the program's own name.
 QString HelpFilePath(const std::string& programPath) {

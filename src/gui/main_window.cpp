@@ -23,6 +23,7 @@
 #include "gui/version_dialogs.h"
 #include "shell/clipboard_input.h"
 #include "shell/file_list_runner.h"
+#include "shell/input_selection.h"
 #include "shell/job_runner.h"
 
 namespace mandrel {
@@ -204,15 +205,6 @@ void MainWindow::UpdateClipboardCommand(bool menuOpening) {
     action->setEnabled(enable);
 }
 
-bool MainWindow::InputReadable(const std::string& path) {
-    const BufFile probe = app_.files.BufFileOpen(path, BufOpenMode::Read, 0);
-    if (probe < 0) {
-        return false;
-    }
-    app_.files.BufFileClose(probe);
-    return true;
-}
-
 void MainWindow::FileCommand(int direction, bool toClipboard) {
     if (app_.JobBusy) {
         return;
@@ -229,7 +221,7 @@ void MainWindow::FileCommand(int direction, bool toClipboard) {
         return;
     }
     const std::string path = files.constFirst().toStdString();
-    if (!InputReadable(path)) {
+    if (!InputReadable(app_, path)) {
         ShowMessage(ui_, kMbStop, "Can't Read %s.", path.c_str());
         return;
     }

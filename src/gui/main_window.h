@@ -79,7 +79,6 @@ private:
     void StartList(const QStringList& files, int listDirection, bool toClipboard);
     void NextFile();
     void AfterJob();
-    bool InputReadable(const std::string& path);
 
     HelpDesk help_;
     DesktopUi ui_;

@@ -5,6 +5,15 @@
 
 namespace mandrel {
 
+bool InputReadable(AppState& app, const std::string& path) {
+    const BufFile probe = app.files.BufFileOpen(path, BufOpenMode::Read, 0);
+    if (probe < 0) {
+        return false;
+    }
+    app.files.BufFileClose(probe);
+    return true;
+}
+
 int ChooseListAction(AppState& app, std::string_view path) {
     if (app.options.CmdLineEncode != 0) {
         return WM_ENCODEFILE;

@@ -140,12 +140,10 @@ int JobRun::JoinAndDecode() {
     job.JobDirection = kDirectionDecode;
     const auto& inputs = request_.inputs;
     for (const std::string& input : inputs) {
-        const BufFile probe = app_.files.BufFileOpen(input, BufOpenMode::Read, 0);
-        if (probe < 0) {
+        if (!InputReadable(app_, input)) {
             outcome_.path = input;
             return CannotRead(kDirectionDecode);
         }
-        app_.files.BufFileClose(probe);
     }
     ClearPartTable(app_.parts);
     const int count = static_cast<int>(std::min<std::size_t>(inputs.size(), MAX_PARTS));
