@@ -7,6 +7,7 @@
 #include <QDialog>
 #include <QFileDialog>
 #include <QLabel>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QScreen>
@@ -96,9 +97,13 @@ private:
     bool busy_ = false;
 };
 
+// Typed into the name field: selectFile leaves the field alone while it has the focus and the
+// dialog's list, filled by a thread of its own, does not hold the file yet.
 void ChooseFile(QWidget* widget, const std::string& path) {
     auto* dialog = qobject_cast<QFileDialog*>(widget);
-    dialog->selectFile(QString::fromStdString(path));
+    const QFileInfo file(QString::fromStdString(path));
+    dialog->setDirectory(file.absolutePath());
+    dialog->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(file.fileName());
     static_cast<QDialog*>(dialog)->accept();
 }
 void Click(QWidget* widget, int id) {
