@@ -50,6 +50,7 @@ int StatusOf(int waitStatus) {
     }
     ::setenv("HOME", directory.c_str(), 1);
     ::setenv("XDG_CONFIG_HOME", (directory / ".config").c_str(), 1);
+    ::setenv("XDG_DATA_HOME", (directory / ".local/share").c_str(), 1);
     ::setenv("TMPDIR", (directory / ".tmp").c_str(), 1);
     // No desktop session: the clipboard is refused for that reason.
     ::unsetenv("DISPLAY");
@@ -142,9 +143,8 @@ TEST_F(Console, EncodesAndDecodesWithTheReportsAndStatuses) {
         // The output size is held to its range; a shell archive takes LF and no checksums.
         {{"--encodeoutputsize=100", "--encodetype=Comp.binaries", "-N", "-Eu", Path("photo.jpg")}, 0, encoded,
          kPrefix + "Output Size Must be between 4500 and 1048576.\n", three},
-        {{"-N", "-R", "-Eu", Path("photo.jpg")}, 1, "",
-         kPrefix + "File associations are not available in the console program yet; make them from the desktop "
-                   "program's General Configuration.\n", three},
+        // R makes the file associations and ignores the files named.
+        {{"-N", "-R", "-Eu", Path("photo.jpg")}, 0, "", "", three},
         {{"-N", "-C", Path("photo.jpg")}, 1, "",
          kPrefix + "Can't Open Clipboard because\n\nThere is no desktop session to hold it: neither "
                    "WAYLAND_DISPLAY nor DISPLAY is set. Encode to a file instead (without -C).\n", three},

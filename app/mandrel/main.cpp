@@ -16,6 +16,8 @@
 #include "core/text_util.h"
 #include "core/version_strings.h"
 #include "platform/console_ui.h"
+#include "platform/data_directories.h"
+#include "platform/file_associations.h"
 #include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 #include "shell/app_state.h"
@@ -237,6 +239,29 @@ int RunList(AppState& app, bool quiet, const StandardStreams& streams) {
     return warned ? kExitWarnings : kExitSuccess;
 }
 
+// The R switch: the desktop program beside this one becomes the handler of encoded files, since
+// opening a file from the desktop wants a window; fullpath in the settings names it too.
+int MakeAssociations(AppState& app, QSettingsStore& store, UserPort& ui) {
+    const std::filesystem::path desktop =
+        std::filesystem::path(app.config.fullpath).parent_path() / "mandrel32";
+    if (::access(desktop.c_str(), X_OK) != 0) {
+        ShowMessage(ui, kMbStop,
+                    "File Associations Registry Error.\r\nThe desktop program %s, which is to "
+                    "open the encoded files, is missing.",
+                    desktop.c_str());
+        return kExitFailed;
+    }
+    app.config.fullpath = desktop.string();
+    if (MakeFileAssociations(app.config, app.identity, &store, ui) > 0) {
+        ShowMessage(ui, kMbStop,
+                    "File Associations Registry Error.\r\nNot everything could be written under "
+                    "%s.",
+                    UserDataDirectory().c_str());
+        return kExitFailed;
+    }
+    return kExitSuccess;
+}
+
 int Run(const std::vector<std::string>& arguments, const std::string& programName) {
     ConsoleUi ui({.productName = version::kProductName,
                   .allowQuestions = ::isatty(STDIN_FILENO) != 0,
@@ -289,10 +314,7 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
     int status = kExitSuccess;
     StandardStreams streams;
     if (app.options.RunAssociations) {
-        ShowMessage(ui, kMbStop,
-                    "File associations are not available in the console program yet; "
-                    "make them from the desktop program's General Configuration.");
-        status = kExitFailed;
+        status = MakeAssociations(app, store, ui);
     } else if (app.list.FileCount == 0) {
         if (options.save && options.rest.empty()) {
             status = saved ? kExitSuccess : kExitFailed;

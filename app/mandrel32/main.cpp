@@ -3,6 +3,8 @@
 // the program closes after its last file.
 #include <QApplication>
 #include <QClipboard>
+#include <QIcon>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -10,6 +12,7 @@
 #include "gui/main_window.h"
 #include "gui/program_start.h"
 #include "platform/desktop_clipboard.h"
+#include "platform/file_associations.h"
 #include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 
@@ -18,9 +21,24 @@ namespace {
 
 constexpr int kExitStartupFailed = 1;
 
-// The help document lies beside the program under the program's own name.
+// The help document lies in the installation's data directory, found from the program's own
+// directory (the build tree is laid out the same way).
 QString HelpFilePath(const std::string& programPath) {
-    return QString::fromStdString(programPath) + QStringLiteral(".html");
+    const std::filesystem::path program(programPath);
+    const std::filesystem::path document =
+        program.parent_path() / MANDREL_HELP_DIRECTORY / (program.filename().string() + ".html");
+    return QString::fromStdString(document.lexically_normal().string());
+}
+
+// The window's icon, from the sizes the program carries.
+QIcon ProgramIcon() {
+    QIcon icon;
+    for (const std::string_view file : IconFiles()) {
+        if (file.ends_with(".png")) {
+            icon.addFile(QStringLiteral(":/") + QString::fromLatin1(file.data(), file.size()));
+        }
+    }
+    return icon;
 }
 
 // Text the program put on the clipboard would go with it on a desktop without a clipboard
@@ -45,6 +63,7 @@ int Run(int argc, char** argv) {
     QApplication::setApplicationName(QStringLiteral("mandrel32"));
     QApplication::setApplicationVersion(QString::fromLatin1(version::kProductVersion));
     QApplication::setDesktopFileName(QStringLiteral("mandrel32"));
+    QApplication::setWindowIcon(ProgramIcon());
 
     const std::string programPath = ProgramPath(argc > 0 ? argv[0] : nullptr);
     const QString helpFile = HelpFilePath(programPath);

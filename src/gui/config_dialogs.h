@@ -19,12 +19,12 @@ class HelpDesk;
 class UserPort;
 
 // What a dialog needs besides the settings: the help, the port for its messages, how a group
-// is saved as the default, and what "Make File &Associations" does.
+// is saved as the default, and what "Make File &Associations" does (its number of failures).
 struct ConfigDialogServices {
     const HelpDesk& help;
     UserPort& ui;
     std::function<void(std::span<const SettingDesc>)> saveGroup;
-    std::function<void()> makeAssociations;
+    std::function<int()> makeAssociations;
 };
 
 class ConfigDialog : public QDialog {

@@ -2,6 +2,7 @@
 #include <QVBoxLayout>
 #include <array>
 
+#include "core/user_port.h"
 #include "gui/config_dialogs.h"
 #include "gui/dialog_parts.h"
 
@@ -34,9 +35,10 @@ GeneralConfigDialog::GeneralConfigDialog(QWidget* owner, Config& config,
         column->addWidget(MakeCheckBox(this, check.id, check.text, config_.*check.field != 0));
     }
     QPushButton* associations = MakeButton(this, kIdMakeAssociations, "Make File &Associations");
+    // The dialog stays open either way.
     connect(associations, &QPushButton::clicked, this, [this] {
-        if (services_.makeAssociations) {
-            services_.makeAssociations();
+        if (services_.makeAssociations && services_.makeAssociations() > 0) {
+            ShowMessage(services_.ui, kMbStop, "File Associations Registry Error.");
         }
     });
     column->addWidget(associations, 0, Qt::AlignLeft);

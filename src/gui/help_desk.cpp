@@ -1,7 +1,8 @@
 #include "gui/help_desk.h"
 
-#include <QDesktopServices>
 #include <array>
+
+#include "gui/url_opener.h"
 
 namespace mandrel {
 
@@ -35,8 +36,7 @@ QString HelpAnchor(const QString& keyword) {
 }
 
 HelpDesk::HelpDesk(QString documentPath)
-    : documentPath_(std::move(documentPath)),
-      opener_([](const QUrl& url) { return QDesktopServices::openUrl(url); }) {}
+    : documentPath_(std::move(documentPath)), opener_(DesktopUrlOpener()) {}
 
 void HelpDesk::Contents() const {
     opener_(QUrl::fromLocalFile(documentPath_));

@@ -1,5 +1,5 @@
-// The help document: one HTML file beside the program, with an anchor for every help keyword,
-// opened in the user's browser at the keyword a command or a dialog's Help button names.
+// The help document: one HTML file installed with the program, with an anchor for every help
+// keyword, opened in the user's browser at the keyword a command or a dialog's Help button names.
 #pragma once
 
 #include <QString>

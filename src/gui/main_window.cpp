@@ -21,6 +21,7 @@
 #include "gui/config_dialogs.h"
 #include "gui/job_panel.h"
 #include "gui/version_dialogs.h"
+#include "platform/file_associations.h"
 #include "shell/clipboard_input.h"
 #include "shell/file_list_runner.h"
 #include "shell/input_selection.h"
@@ -274,10 +275,28 @@ void MainWindow::Configure() {
                     WriteSettingsGroup(app_.config, group, *store_, app_.identity.SettingsKey, ui_);
                 }
             },
-        .makeAssociations = [this] { NotYetAvailable("Making the file associations"); },
+        .makeAssociations = [this] { return MakeAssociations(); },
     };
     Dialog dialog(this, app_.config, std::move(services));
     dialog.exec();
+}
+
+int MainWindow::MakeAssociations() {
+    SetBusyCursor(ui_);
+    const int failures = MakeFileAssociations(app_.config, app_.identity, store_, ui_);
+    RestoreCursor(ui_);
+    return failures;
+}
+
+void MainWindow::PostMakeAssociations() {
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            // Nothing is said either way; the exit code tells a script.
+            exitCode_ = MakeAssociations() > 0 ? 1 : 0;
+            close();
+        },
+        Qt::QueuedConnection);
 }
 
 void MainWindow::ShowAbout() {

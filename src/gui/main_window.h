@@ -47,6 +47,9 @@ public:
     void PostNextFile(int listDirection);
     // Files handed over as one list, as a drop does.
     void DropFiles(const QStringList& paths);
+    // Makes the file associations, then closes the window (the R switch); the exit code says
+    // whether all was written.
+    void PostMakeAssociations();
     // The desktop session is ending: allowed when idle; refused while a job runs, which is
     // then cancelled.
     bool QueryEndSession();
@@ -73,6 +76,7 @@ private:
     void FileCommand(int direction, bool toClipboard);
     void DecodeFromClipboard();
     void NotYetAvailable(const char* what);
+    int MakeAssociations();
     void ShowAbout();
     template <typename Dialog>
     void Configure();

@@ -30,10 +30,10 @@ bool StartProgram(MainWindow& window, const std::vector<std::string>& arguments)
     }
     AppState& app = window.State();
     ParseCommandLine(app, JoinArguments(arguments));
+    // With R the files named are ignored.
     if (app.options.RunAssociations) {
-        ShowMessage(window.Ui(), kMbInformation,
-                    "Making the file associations is not available in this version yet.");
-        return false;
+        window.PostMakeAssociations();
+        return true;
     }
     if (app.list.FileCount > 0) {
         window.PostNextFile(app.options.CmdLineEncode != 0 ? kDirectionEncode : kDirectionDecode);

@@ -9,8 +9,8 @@ namespace mandrel {
 
 class MainWindow;
 
-// False when the program is to end at once (the help document is missing, or the command line
-// asked for the file associations, which end the program when made).
+// False when the program is to end at once (the help document is missing). The R switch makes
+// the file associations, after which the window closes.
 bool StartProgram(MainWindow& window, const std::vector<std::string>& arguments);
 
 }  // namespace mandrel

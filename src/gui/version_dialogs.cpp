@@ -1,6 +1,5 @@
 #include "gui/version_dialogs.h"
 
-#include <QDesktopServices>
 #include <QLabel>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -45,10 +44,6 @@ QString VersionString(const char* name, const char* missing) {
 }
 
 }  // namespace
-
-UrlOpener DesktopUrlOpener() {
-    return [](const QUrl& url) { return QDesktopServices::openUrl(url); };
-}
 
 QString MakerSite() {
     return QStringLiteral("https://www.quorvane.example");

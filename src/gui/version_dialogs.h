@@ -4,17 +4,13 @@
 
 #include <QDialog>
 #include <QString>
-#include <QUrl>
-#include <functional>
+
+#include "gui/url_opener.h"
 
 namespace mandrel {
 
 class HelpDesk;
 class UserPort;
-
-// Hands an address to the user's browser; false when none could be started.
-using UrlOpener = std::function<bool(const QUrl&)>;
-UrlOpener DesktopUrlOpener();
 
 // The maker's web site, and the version-check address for this build.
 QString MakerSite();

@@ -33,6 +33,7 @@
 #include "gui/job_panel.h"
 #include "gui/main_window.h"
 #include "gui/program_start.h"
+#include "gui/url_opener.h"
 #include "platform/qsettings_store.h"
 #include "support/encoded_text.h"
 #include "support/test_files.h"
@@ -203,10 +204,13 @@ private slots:
     void encodeConfigurationCouplesMethodAndFormat();
     void decodeConfigurationAndSavingAsDefault();
     void versionCheckAndAbout();
+    void versionCheckFallsBackToTheHtmlProgram();
+    void fileAssociationsFromTheDialogAndTheCommandLine();
 
-private:
+    // Not slots: Qt Test would run these as tests.
+private:  // NOLINT(readability-redundant-access-specifiers)
     std::string Write(const std::string& name, const std::string& bytes) {
-        const std::string path = dir_->File(name);
+        std::string path = dir_->File(name);
         test::WriteFile(path, bytes);
         return path;
     }
@@ -512,7 +516,7 @@ void MainWindowTest::clipboardCommands() {
 
     // The menu offers Decode from Clipboard now; the decode goes through a temporary file that
     // is gone afterwards.
-    QMenu* file = qobject_cast<QMenu*>(window_->menuBar()->actions().front()->menu());
+    auto* file = qobject_cast<QMenu*>(window_->menuBar()->actions().front()->menu());
     emit file->aboutToShow();
     QVERIFY(window_->Action(kCmdDecodeFromClipboard)->isEnabled());
     emit file->aboutToHide();
@@ -1018,6 +1022,112 @@ void MainWindowTest::versionCheckAndAbout() {
     });
     Trigger(kCmdAbout);
     QCOMPARE(opened, QList<QUrl>({QUrl(QStringLiteral("https://www.quorvane.example"))}));
+}
+
+void MainWindowTest::versionCheckFallsBackToTheHtmlProgram() {
+    // The desktop cannot open the address; the program xdg-mime names for HTML documents is
+    // started with its Exec line and the address. It records its arguments.
+    const fs::path home = dir_->path();
+    const std::string opened = dir_->File("opened.txt");
+    const std::string browser = dir_->File("browser.sh");
+    test::WriteFile(browser, "#!/bin/sh\nprintf '%s\\n' \"$@\" > '" + opened + "'\n");
+    fs::permissions(browser, fs::perms::owner_all);
+    fs::create_directories(home / "data/applications");
+    fs::create_directories(home / "config");
+    const std::string entry = dir_->File("data/applications/browser.desktop");
+    test::WriteFile(entry, "[Desktop Entry]\nType=Application\nName=Browser\nExec=" + browser +
+                               " --new-window %u\nMimeType=text/html;\n");
+    test::WriteFile(dir_->File("config/mimeapps.list"),
+                    "[Default Applications]\ntext/html=browser.desktop\n");
+    const test::ScopedEnv data("XDG_DATA_HOME", (home / "data").string());
+    const test::ScopedEnv config("XDG_CONFIG_HOME", (home / "config").string());
+    const test::ScopedEnv dataDirs("XDG_DATA_DIRS", (home / "none").string());
+    const test::ScopedEnv configDirs("XDG_CONFIG_DIRS", (home / "none").string());
+    const test::ScopedEnv desktop("XDG_CURRENT_DESKTOP", "");
+    window_->SetUrlOpener(
+        [](const QUrl& url) { return OpenUrl(url, [](const QUrl&) { return false; }); });
+    script_->Add([](QWidget* widget) {
+        Click(253)(widget);
+        Click(1)(widget);
+    });
+    Trigger(kCmdCheckVersion);
+    QTRY_VERIFY(fs::exists(opened));
+    QTRY_COMPARE(test::ReadFile(opened),
+                 std::string("--new-window\n"
+                             "https://www.quorvane.example/cgi-bin/checkver?2.0.0;31-Jan-97\n"));
+
+    // No program for HTML documents: the version cannot be checked, and that is said.
+    fs::remove(entry);
+    script_->shown.clear();
+    script_->Add({[](QWidget* widget) {
+                      auto* button = widget->findChild<QPushButton*>(QStringLiteral("253"));
+                      QTimer::singleShot(0, button, &QPushButton::click);
+                  },
+                  Press(QMessageBox::Ok), Click(1)});
+    Trigger(kCmdCheckVersion);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{3});
+    QVERIFY(script_->shown[1].text.startsWith(
+        QStringLiteral("Version Cannot be Verified. Cannot Access Web Site because\n")));
+}
+
+void MainWindowTest::fileAssociationsFromTheDialogAndTheCommandLine() {
+    const fs::path home = dir_->path();
+    const test::ScopedEnv config("XDG_CONFIG_HOME", (home / "config").string());
+    const test::ScopedEnv data("XDG_DATA_HOME", (home / "data").string());
+    QSettingsStore store;
+    AppState& app = window_->State();
+    LoadSettings(app.config, app.identity, store, window_->Ui());
+    window_->SetSettingsStore(&store);
+    app.config.fullpath = "/opt/Mandrel Apps/mandrel32";
+    const std::string entry = dir_->File("data/applications/mandrel32.desktop");
+    const std::string blocked = dir_->File("blocker/share");
+    test::WriteFile(dir_->File("blocker"), "");
+
+    // From the General dialog, which stays open; a failure is said, with the stop icon.
+    script_->Add(
+        {[&](QWidget* widget) {
+             Click(193)(widget);
+             QVERIFY(widget->isVisible());
+             QVERIFY(test::ReadFile(entry).find("\nExec=\"/opt/Mandrel Apps/mandrel32\" %f\n") !=
+                     std::string::npos);
+             ::setenv("XDG_DATA_HOME", blocked.c_str(), 1);
+             auto* button = widget->findChild<QPushButton*>(QStringLiteral("193"));
+             QTimer::singleShot(0, button, &QPushButton::click);
+         },
+         [](QWidget* widget) {
+             QCOMPARE(qobject_cast<QMessageBox*>(widget)->icon(), QMessageBox::Critical);
+             Press(QMessageBox::Ok)(widget);
+         },
+         [](QWidget* widget) {
+             QVERIFY(widget->isVisible());
+             Click(2)(widget);
+         }});
+    Trigger(kCmdConfigGeneral);
+    QTRY_COMPARE(script_->shown.size(), std::size_t{3});
+    QCOMPARE(script_->shown[1].text, QStringLiteral("File Associations Registry Error."));
+    QCOMPARE(script_->shown[2].title, QStringLiteral("General Configuration"));
+    const std::string settings = dir_->File("config/Quorvane, Inc./Mandrel32.conf");
+    QVERIFY(test::ReadFile(settings).find("fullpath=/opt/Mandrel Apps/mandrel32\n") !=
+            std::string::npos);
+
+    // With R the associations are made, the files named are left alone and the window closes
+    // without a word; the exit code says whether all was written.
+    const std::string encoded = EncodedFile("photo.jpg", test::RandomBytes(5, 900));
+    for (const bool fails : {false, true}) {
+        ::setenv("XDG_DATA_HOME", fails ? blocked.c_str() : dir_->File("data2").c_str(), 1);
+        window_ = std::make_unique<MainWindow>(QStringLiteral(MANDREL_HELP_DOCUMENT));
+        window_->State().files.BufFileInit(10, 16384);
+        window_->State().config.fullpath = "/usr/bin/mandrel32";
+        window_->show();
+        script_->shown.clear();
+        QVERIFY(StartProgram(*window_, {"-N", "-R", encoded}));
+        QTRY_VERIFY(!window_->isVisible());
+        QCOMPARE(window_->ExitCode(), fails ? 1 : 0);
+        QCOMPARE(script_->shown.size(), std::size_t{0});
+        QCOMPARE(Files(), std::string("blocker config data data2 photo.jpg.uue"));
+    }
+    QVERIFY(test::ReadFile(dir_->File("data2/applications/mandrel32.desktop"))
+                .find("\nExec=/usr/bin/mandrel32 %f\n") != std::string::npos);
 }
 
 }  // namespace

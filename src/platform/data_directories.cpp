@@ -1,0 +1,47 @@
+#include "platform/data_directories.h"
+
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+namespace mandrel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Environment(const char* name) {
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing sets it
+    return value != nullptr ? value : "";
+}
+
+}  // namespace
+
+fs::path UserDataDirectory() {
+    fs::path dataHome = Environment("XDG_DATA_HOME");
+    if (dataHome.is_absolute()) {
+        return dataHome;
+    }
+    return fs::path(Environment("HOME")) / ".local" / "share";
+}
+
+std::vector<fs::path> DataDirectories() {
+    std::vector<fs::path> directories = {UserDataDirectory()};
+    std::string list = Environment("XDG_DATA_DIRS");
+    if (list.empty()) {
+        list = "/usr/local/share:/usr/share";
+    }
+    std::string_view rest = list;
+    while (!rest.empty()) {
+        const std::size_t colon = rest.find(':');
+        const fs::path directory = rest.substr(0, colon);
+        rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon + 1);
+        // Relative entries are to be ignored.
+        if (directory.is_absolute()) {
+            directories.push_back(directory);
+        }
+    }
+    return directories;
+}
+
+}  // namespace mandrel
