@@ -11,6 +11,7 @@ packages=(
   clang libclang-rt-14-dev
   sharutils uudeview mpack coreutils time
   xvfb xauth xclip xdotool fonts-dejavu-core
+  dpkg-dev desktop-file-utils shared-mime-info xdg-utils libfile-mimeinfo-perl libglib2.0-bin
 )
 missing=()
 for p in "${packages[@]}"; do
