@@ -3,16 +3,15 @@
 // the program closes after its last file.
 #include <QApplication>
 #include <QClipboard>
-#include <QIcon>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "core/version_strings.h"
 #include "gui/main_window.h"
+#include "gui/program_icon.h"
 #include "gui/program_start.h"
 #include "platform/desktop_clipboard.h"
-#include "platform/file_associations.h"
 #include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 
@@ -28,17 +27,6 @@ QString HelpFilePath(const std::string& programPath) {
     const std::filesystem::path document =
         program.parent_path() / MANDREL_HELP_DIRECTORY / (program.filename().string() + ".html");
     return QString::fromStdString(document.lexically_normal().string());
-}
-
-// The window's icon, from the sizes the program carries.
-QIcon ProgramIcon() {
-    QIcon icon;
-    for (const std::string_view file : IconFiles()) {
-        if (file.ends_with(".png")) {
-            icon.addFile(QStringLiteral(":/") + QString::fromLatin1(file.data(), file.size()));
-        }
-    }
-    return icon;
 }
 
 // Text the program put on the clipboard would go with it on a desktop without a clipboard

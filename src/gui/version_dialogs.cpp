@@ -9,6 +9,7 @@
 #include "core/user_port.h"
 #include "gui/dialog_parts.h"
 #include "gui/help_desk.h"
+#include "gui/program_icon.h"
 
 namespace mandrel {
 
@@ -21,6 +22,7 @@ constexpr int kIdCompany = 197;
 constexpr int kIdWeb = 253;
 constexpr int kIdDone = 1;
 constexpr int kIdVersionHelp = 9;
+constexpr int kIconSize = 64;
 
 QLabel* MakeLabel(QWidget* parent, int id, const QString& text) {
     auto* label = new QLabel(text, parent);
@@ -95,6 +97,10 @@ AboutDialog::AboutDialog(QWidget* owner, const QString& internalName, const QStr
     : QDialog(owner) {
     setWindowTitle(QStringLiteral("About ") + internalName);
     QVBoxLayout* column = AiryColumn(this);
+    auto* icon = new QLabel(this);
+    icon->setPixmap(ProgramIcon().pixmap(kIconSize, kIconSize));
+    icon->setAlignment(Qt::AlignCenter);
+    column->addWidget(icon);
     QLabel* product = MakeLabel(this, kIdProduct, productName);
     QFont bigger = product->font();
     bigger.setBold(true);

@@ -19,6 +19,7 @@
 #include "gui/commands.h"
 #include "gui/job_panel.h"
 #include "gui/main_window.h"
+#include "gui/program_icon.h"
 #include "support/encoded_text.h"
 #include "support/test_files.h"
 
@@ -243,6 +244,18 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
         WaitFor(tour);
     }
 
+    // The General dialog's associations, where the data directory cannot be written.
+    const std::string blocked = file("not-a-directory", "");
+    const test::ScopedEnv data("XDG_DATA_HOME", blocked + "/share");
+    tour.Expect({}, [](QWidget* w) {
+        auto* button = w->findChild<QPushButton*>(QStringLiteral("193"));
+        QTimer::singleShot(0, button, &QPushButton::click);
+    });
+    tour.Expect(QStringLiteral("report-associations-error"), PressOk);
+    tour.Expect({}, Reject);
+    window.Command(kCmdConfigGeneral);
+    WaitFor(tour);
+
     // The open dialog, its filter showing the encoded files only.
     tour.Expect(QStringLiteral("open-dialog-decode"), Reject);
     window.Command(kCmdDecodeFromFile);
@@ -255,6 +268,7 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
 
 int main(int argc, char** argv) {
     QApplication application(argc, argv);
+    QApplication::setWindowIcon(mandrel::ProgramIcon());
     if (argc != 3) {
         qCritical("usage: mandrel32_screenshot_tour OUTPUT_DIRECTORY HELP_DOCUMENT");
         return 2;
