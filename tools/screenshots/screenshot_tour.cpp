@@ -144,7 +144,7 @@ std::string Damaged(const std::string& text) {
 int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     test::TempDir work;
     const auto file = [&work](const std::string& name, const std::string& bytes) {
-        const std::string path = work.File(name);
+        std::string path = work.File(name);
         test::WriteFile(path, bytes);
         return path;
     };
