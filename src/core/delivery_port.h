@@ -3,7 +3,8 @@
 #pragma once
 
 #include <string>
-#include <vector>
+
+#include "core/mail_port.h"
 
 namespace mandrel {
 
@@ -17,29 +18,22 @@ struct ClipboardResult {
     std::string reason;
 };
 
-// The mail result code of a mail system that cannot send.
-inline constexpr int kMailNotSupported = 26;
-
-struct MailRecipient {
-    std::string name;
-    std::string address;  // "SMTP:" and the address as typed
-};
-struct MailMessage {
-    std::string subject;
-    std::string noteText;
-    std::string messageType;  // the internal name
-    std::string dateReceived = "(none)";
-    int flags = 1;  // unread
-    std::vector<MailRecipient> recipients;
-};
-
 class DeliveryPort {
 public:
     virtual ~DeliveryPort() = default;
     // Takes the text over as the clipboard's text.
     virtual ClipboardResult PutClipboardText(std::string text) = 0;
+
+    // The mail system, where the program has one.
+    void SetMail(MailPort* mail) { mail_ = mail; }
+    MailPort* Mail() const { return mail_; }
     // Sends one message; 0 on success, else a mail result code (reported when report is set).
-    virtual int SendMail(const MailMessage& message, bool report) = 0;
+    int SendMail(const MailMessage& message, bool report) {
+        return mail_ != nullptr ? mail_->Send(message, report) : kMailNotSupported;
+    }
+
+private:
+    MailPort* mail_ = nullptr;
 };
 
 }  // namespace mandrel

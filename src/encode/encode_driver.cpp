@@ -188,7 +188,11 @@ namespace {
 class EncodeRun {
 public:
     EncodeRun(EncodeContext& app, BufFile input, int interactive)
-        : app_(app), job_(app.encode), input_(input), interactive_(interactive) {}
+        : app_(app),
+          job_(app.encode),
+          input_(input),
+          interactive_(interactive),
+          reportMail_(interactive != 0) {}
 
     int Run();
 
@@ -210,6 +214,9 @@ private:
     EncodeJob& job_;
     BufFile input_;
     int interactive_;
+    // A failed send is said when the job may ask, although mail asks nothing else: the job's
+    // end reports nothing for a failure the mail layer could have said.
+    bool reportMail_;
     std::vector<unsigned char> staged_;
     uint64_t nextProgressAt_ = 0;
 };
@@ -338,7 +345,7 @@ MailMessage MakeMailMessage(const EncodeContext& app) {
 
 int EncodeRun::DeliverPart() {
     if (app_.job.EncodeToMail) {
-        if (app_.delivery.SendMail(MakeMailMessage(app_), interactive_ != 0) != 0) {
+        if (app_.delivery.SendMail(MakeMailMessage(app_), reportMail_) != 0) {
             return Abandon(kResultReported);
         }
     } else if (job_.outputFile != kNoBufFile) {
@@ -426,7 +433,7 @@ int EncodeRun::FinalDelivery() {
     }
     if (job.EncodeToMail) {
         job_.outputOpen = false;
-        const int sent = app_.delivery.SendMail(MakeMailMessage(app_), interactive_ != 0);
+        const int sent = app_.delivery.SendMail(MakeMailMessage(app_), reportMail_);
         job_.OutputBuffer.Free();
         return sent != 0 ? kResultReported : kResultDone;
     }

@@ -136,13 +136,4 @@ ClipboardResult DesktopUi::PutClipboardText(std::string text) {
     return {};
 }
 
-int DesktopUi::SendMail(const MailMessage& /*message*/, bool report) {
-    if (report) {
-        Message(kMbExclamation,
-                "E-mail is not available in this version yet; nothing was sent. Encode to a "
-                "file or to the clipboard instead.");
-    }
-    return kMailNotSupported;
-}
-
 }  // namespace mandrel

@@ -45,7 +45,6 @@ public:
     void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
                                const std::vector<std::string>& lines) override;
     ClipboardResult PutClipboardText(std::string text) override;
-    int SendMail(const MailMessage& message, bool report) override;
 
 private:
     // The window a box or dialog belongs to: the open dialog, else the main window. The

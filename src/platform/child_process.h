@@ -6,10 +6,9 @@
 #include <span>
 #include <string>
 
-namespace mandrel {
+#include "core/program_lookup.h"
 
-// Whether a program of that name can be found on PATH (or, with a slash, at that path).
-bool ProgramOnPath(const std::string& program);
+namespace mandrel {
 
 // Runs arguments[0] with the arguments and waits for it: its exit status, or nothing when it
 // could not be started or did not exit normally. Its output is dropped.

@@ -383,11 +383,6 @@ ClipboardResult ConsoleUi::PutClipboardText(std::string text) {
     return PutTextOnDesktopClipboard(text, DesktopSession::FromEnvironment());
 }
 
-int ConsoleUi::SendMail(const MailMessage& /*message*/, bool /*report*/) {
-    WriteError("E-mail is not available in the console program yet; nothing was sent.");
-    return kMailNotSupported;
-}
-
 // Without a terminal the question's text is shown and the dialog's Escape taken.
 template <typename Answer>
 Answer ConsoleUi::Ask(std::string_view text, std::string_view list, std::string_view prompt,

@@ -42,7 +42,6 @@ public:
     void BusyCursor(bool busy) override;
     SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
     ClipboardResult PutClipboardText(std::string text) override;
-    int SendMail(const MailMessage& message, bool report) override;
     DecodeErrorChoice DecodeErrorDialog(std::string_view text) override;
     RetryChoice RetryDecodingDialog(std::string_view text) override;
     EncodeOrDecodeChoice EncodeOrDecodeDialog(std::string_view text) override;

@@ -53,14 +53,39 @@ ClipboardResult ScriptedUi::PutClipboardText(std::string text) {
     return clipboardResult;
 }
 
-int ScriptedUi::SendMail(const MailMessage& message, bool /*report*/) {
-    sentMail.push_back(message);
-    if (mailResults.empty()) {
+namespace {
+
+int NextResult(std::deque<int>& results) {
+    if (results.empty()) {
         return 0;
     }
-    const int result = mailResults.front();
-    mailResults.pop_front();
+    const int result = results.front();
+    results.pop_front();
     return result;
+}
+
+}  // namespace
+
+int ScriptedUi::Logon(bool /*report*/, int flags) {
+    mailSteps.push_back("logon " + std::to_string(flags));
+    return NextResult(logonResults);
+}
+
+int ScriptedUi::Logoff(bool /*report*/) {
+    mailSteps.emplace_back("logoff");
+    return 0;
+}
+
+int ScriptedUi::ChooseRecipients(bool /*report*/, const std::vector<MailRecipient>& offered,
+                                 std::vector<MailRecipient>& chosen) {
+    mailSteps.push_back("recipients " + std::to_string(offered.size()));
+    chosen = offered;
+    return NextResult(recipientResults);
+}
+
+int ScriptedUi::Send(const MailMessage& message, bool /*report*/) {
+    sentMail.push_back(message);
+    return NextResult(mailResults);
 }
 
 namespace {

@@ -1,6 +1,6 @@
-// The scripted back end of the user's port and the delivery port: records every message, status
-// text, progress value and delivery, and answers each question and dialog from a script. Used
-// by the tests and the fuzz targets.
+// The scripted back end of the user's port, the delivery port and the mail port: records every
+// message, status text, progress value, delivery and mail step, and answers each question and
+// dialog from a script. Used by the tests and the fuzz targets.
 #pragma once
 
 #include <deque>
@@ -13,8 +13,10 @@
 
 namespace mandrel {
 
-class ScriptedUi : public UserPort, public DeliveryPort {
+class ScriptedUi : public UserPort, public DeliveryPort, public MailPort {
 public:
+    ScriptedUi() { SetMail(this); }
+
     struct ShownMessage {
         int style;
         std::string text;
@@ -27,7 +29,11 @@ public:
     void BusyCursor(bool busy) override;
     SaveDialogResult SaveFileDialog(const SaveDialogRequest& request) override;
     ClipboardResult PutClipboardText(std::string text) override;
-    int SendMail(const MailMessage& message, bool report) override;
+    int Logon(bool report, int flags) override;
+    int Logoff(bool report) override;
+    int ChooseRecipients(bool report, const std::vector<MailRecipient>& offered,
+                         std::vector<MailRecipient>& chosen) override;
+    int Send(const MailMessage& message, bool report) override;
     DecodeErrorChoice DecodeErrorDialog(std::string_view text) override;
     RetryChoice RetryDecodingDialog(std::string_view text) override;
     EncodeOrDecodeChoice EncodeOrDecodeDialog(std::string_view text) override;
@@ -55,6 +61,11 @@ public:
     bool clipboardWritten = false;
     std::vector<MailMessage> sentMail;
     std::deque<int> mailResults;  // none left: 0
+    // The mail session's steps ("logon 66", "recipients 2", "logoff"), and their results (none
+    // left: 0; the recipients chosen are those offered).
+    std::vector<std::string> mailSteps;
+    std::deque<int> logonResults;
+    std::deque<int> recipientResults;
 
     // The decoder's dialogs: what they showed and the scripted answers. With no answer left,
     // each aborts or cancels, and is counted in unansweredQuestions too.

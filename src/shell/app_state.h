@@ -32,6 +32,11 @@ struct FileListState {
     int FileIndex = 0;
     bool ListFromUser = false;  // chosen in the window rather than named on the command line
     bool ListFromMail = false;
+    // The entries are temporary files (messages taken from the mailbox), each removed when its
+    // job is over; InputDirectory stands in for their own directory where outputs go beside
+    // the input.
+    bool TemporaryFiles = false;
+    std::string InputDirectory;
 };
 
 struct AppState final : EncodeContext, DecodeContext {

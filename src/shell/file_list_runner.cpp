@@ -23,6 +23,8 @@ JobRequest RequestForEntry(const AppState& app, int listDirection) {
     request.place = {list.FileIndex, list.FileCount};
     request.chosenByUser = list.ListFromUser;
     request.fromMail = list.ListFromMail;
+    request.inputIsTemporary = list.TemporaryFiles;
+    request.inputDirectory = list.InputDirectory;
     return request;
 }
 
@@ -37,11 +39,48 @@ void CloseSharedOutput(AppState& app) {
     }
 }
 
+// A command line that mails its files logs on and settles the recipients before its first
+// file (offering those it named); false when either failed, which ends the program.
+bool StartCommandLineMail(AppState& app) {
+    RunOptions& options = app.options;
+    MailPort* mail = app.delivery.Mail();
+    if (mail == nullptr) {
+        return false;
+    }
+    const bool report = options.Interactive != 0;
+    const int flags =
+        options.CmdLineEncode == 2 ? kMailLogonInteractive : kMailLogonNamedRecipients;
+    const auto acceptable = [](int code) {
+        return code == kMailSuccess || code == kMailLoginFailure;
+    };
+    if (!acceptable(mail->Logon(report, flags))) {
+        return false;
+    }
+    std::vector<MailRecipient> chosen;
+    if (!acceptable(mail->ChooseRecipients(report, options.Recipients, chosen))) {
+        return false;
+    }
+    options.Recipients = std::move(chosen);
+    return true;
+}
+
 }  // namespace
 
 JobOutcome RunNextFile(AppState& app, int listDirection,
                        const std::function<void(JobRequest&)>& prepare) {
     FileListState& list = app.list;
+    if (app.options.EncodeToMail && app.options.CmdLineEncode != 0 && !list.ListFromUser &&
+        list.FileIndex == 0 && !StartCommandLineMail(app)) {
+        // As the Exit command: nothing is encoded and the program ends.
+        list = FileListState{};
+        app.options.EncodeToMail = false;
+        app.options.Recipients.clear();
+        app.QuitRequested = true;
+        JobOutcome outcome;
+        outcome.result = kResultReported;
+        outcome.stopsList = true;
+        return outcome;
+    }
     JobRequest request = RequestForEntry(app, listDirection);
     if (request.direction != JobRequest::Direction::Encode && app.config.decodejoin != 0 &&
         list.FileCount != 1 && list.FileIndex == 0) {

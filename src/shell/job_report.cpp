@@ -157,6 +157,9 @@ int EndOfJob(AppState& app, const JobReport& jobReport) {
             job.JobDirection = kDirectionNone;
             options.CmdLineEncode = 0;
             options.CommandLineOutputName.clear();
+            if (options.EncodeToMail && app.delivery.Mail() != nullptr) {
+                app.delivery.Mail()->Logoff(report);
+            }
             options.EncodeToMail = false;
             options.Recipients.clear();
         } else {

@@ -1,0 +1,318 @@
+#include "mail/mail_session.h"
+
+#include <algorithm>
+#include <ctime>
+
+#include "core/format.h"
+#include "core/settings_store.h"
+#include "core/user_port.h"
+#include "mail/mail_codes.h"
+#include "mail/mail_ui.h"
+#include "mail/mailbox.h"
+#include "mail/password_store.h"
+#include "mail/sendmail_transport.h"
+#include "mail/smtp_transport.h"
+
+namespace mandrel {
+
+namespace {
+
+// The originator of every message the program sends.
+constexpr const char* kOriginatorName = "Mandrel";
+
+// Codes the logon and recipient steps do not report: a cancelled dialog, and the logon
+// failure the mail system has already told the user about.
+bool SilentForLogon(int code) {
+    return code == kMailUserAbort || code == kMailLoginFailure;
+}
+
+}  // namespace
+
+std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
+                            int port) {
+    return std::string(protocol) + ":" + user + "@" + host + ":" + std::to_string(port);
+}
+
+MailSession::MailSession(UserPort& ui, MailUi& dialogs, SettingsStore& store,
+                         std::string profileKey, PasswordStore& passwords)
+    : ui_(ui),
+      dialogs_(dialogs),
+      store_(store),
+      profileKey_(std::move(profileKey)),
+      passwords_(passwords) {}
+
+MailSession::~MailSession() = default;
+
+MailProfile MailSession::StoredProfile() const {
+    MailProfile profile = DefaultMailProfile();
+    ReadMailProfile(profile, store_, profileKey_);
+    return profile;
+}
+
+bool MailSession::StoreProfile(const MailProfile& profile) {
+    profile_ = profile;
+    profileLoaded_ = true;
+    return WriteMailProfile(profile, store_, profileKey_);
+}
+
+int MailSession::Logon(bool report, int flags) {
+    return LogonFor(Purpose::Send, report, flags);
+}
+
+int MailSession::LogonToMailbox(bool report, int flags) {
+    return LogonFor(Purpose::Read, report, flags);
+}
+
+int MailSession::LogonFor(Purpose purpose, bool report, int flags) {
+    if (purpose == Purpose::Send ? sendReady_ : readReady_) {
+        return kMailSuccess;
+    }
+    ui_.Status("Logging into E-mail System ...");
+    int code = Prepare(purpose, (flags & kMailLogonUi) != 0);
+    if (code == kMailSuccess) {
+        code = Verify(purpose);
+    }
+    if (code == kMailSuccess) {
+        (purpose == Purpose::Send ? sendReady_ : readReady_) = true;
+        KeepPassword(purpose);
+        ui_.Status("Successfully Logged into E-mail System.");
+        return kMailSuccess;
+    }
+    if (code == kMailAccessDenied) {
+        // The server refused what the keyring holds: the next logon asks again.
+        passwords_.Forget(AccountFor(purpose));
+    }
+    (purpose == Purpose::Send ? sendPassword_ : readPassword_).clear();
+    if (report && !SilentForLogon(code)) {
+        ShowMessage(ui_, kMbStop, "Unable to Login for E-mail because %s.", MailErrorText(code));
+    }
+    ui_.Status("");
+    return code;
+}
+
+int MailSession::Prepare(Purpose purpose, bool mayAsk) {
+    if (!profileLoaded_) {
+        profile_ = DefaultMailProfile();
+        const bool stored = ReadMailProfile(profile_, store_, profileKey_);
+        if (!stored && mayAsk) {
+            // Nothing set up yet: the stand-in for the mail system's own logon dialog.
+            if (!dialogs_.EditMailSettings(profile_)) {
+                return kMailUserAbort;
+            }
+            WriteMailProfile(profile_, store_, profileKey_);
+        }
+        profileLoaded_ = true;
+    }
+    const MailServer* server = ServerFor(purpose);
+    if (server == nullptr || server->user.empty()) {
+        return kMailSuccess;
+    }
+    std::string& password = purpose == Purpose::Send ? sendPassword_ : readPassword_;
+    bool& asked = purpose == Purpose::Send ? sendPasswordAsked_ : readPasswordAsked_;
+    asked = false;
+    if (const auto kept = passwords_.Read(AccountFor(purpose))) {
+        password = *kept;
+        return kMailSuccess;
+    }
+    if (!mayAsk) {
+        return kMailAccessDenied;
+    }
+    const auto typed = dialogs_.AskPassword(
+        Format("Password for %s on %s:", server->user.c_str(), server->host.c_str()));
+    if (!typed) {
+        return kMailUserAbort;
+    }
+    password = *typed;
+    asked = true;
+    return kMailSuccess;
+}
+
+int MailSession::Verify(Purpose purpose) {
+    const KeepGoing keepGoing = [this] { return dialogs_.KeepWaiting(); };
+    if (purpose == Purpose::Send) {
+        if (profile_.transport == MailTransport::Sendmail) {
+            return CheckSendmail(profile_.sendmailCommand);
+        }
+        return CheckSmtp({profile_.smtp, sendPassword_, profile_.caFile}, keepGoing);
+    }
+    mailbox_ = OpenMailbox(profile_, readPassword_);
+    return mailbox_->Check(keepGoing);
+}
+
+const MailServer* MailSession::ServerFor(Purpose purpose) const {
+    if (purpose == Purpose::Send) {
+        return profile_.transport == MailTransport::Smtp ? &profile_.smtp : nullptr;
+    }
+    return profile_.mailbox == MailboxKind::Imap ? &profile_.imap : nullptr;
+}
+
+std::string MailSession::AccountFor(Purpose purpose) const {
+    const MailServer* server = ServerFor(purpose);
+    if (server == nullptr) {
+        return {};
+    }
+    return purpose == Purpose::Send
+               ? PasswordAccount("smtp", server->user, server->host, SmtpPort(*server))
+               : PasswordAccount("imap", server->user, server->host, ImapPort(*server));
+}
+
+// A password typed and taken by the server goes to the keyring; where there is none, it is
+// said once, and the password is asked for again at the next logon.
+void MailSession::KeepPassword(Purpose purpose) {
+    const bool asked = purpose == Purpose::Send ? sendPasswordAsked_ : readPasswordAsked_;
+    if (!asked) {
+        return;
+    }
+    std::string why;
+    if (!passwords_.Write(AccountFor(purpose),
+                          purpose == Purpose::Send ? sendPassword_ : readPassword_, why)) {
+        ShowMessage(ui_, kMbInformation,
+                    "The password cannot be kept in the desktop's keyring (%s); it will be "
+                    "asked for again when it is needed.",
+                    why.c_str());
+    }
+}
+
+int MailSession::Logoff(bool report) {
+    if (report) {
+        ui_.Status("Logging off of E-mail System ...");
+    }
+    sendReady_ = false;
+    readReady_ = false;
+    sendPassword_.clear();
+    readPassword_.clear();
+    mailbox_.reset();
+    listing_.clear();
+    profileLoaded_ = false;
+    ui_.Status("");
+    return kMailSuccess;
+}
+
+int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>& offered,
+                                  std::vector<MailRecipient>& chosen) {
+    std::vector<std::string> addresses;
+    for (const MailRecipient& recipient : offered) {
+        addresses.push_back(RecipientAddress(recipient));
+    }
+    // Without questions the recipients named are taken as they stand.
+    std::optional<std::vector<std::string>> picked = addresses;
+    if (report) {
+        picked = dialogs_.ChooseRecipients(addresses, StoredProfile().recent);
+    }
+    if (!picked) {
+        ui_.Status("");
+        return kMailUserAbort;
+    }
+    chosen.clear();
+    for (const std::string& address : *picked) {
+        chosen.push_back({address, "SMTP:" + address});
+    }
+    if (chosen.empty()) {
+        if (report) {
+            ShowMessage(ui_, kMbExclamation, "Must Choose at least one E-mail Recipient.");
+            ui_.Status("");
+            return kMailInvalidRecipients;
+        }
+        return kMailSuccess;
+    }
+    MailProfile stored = StoredProfile();
+    RememberRecipients(stored, *picked);
+    WriteRecentRecipients(stored.recent, store_, profileKey_);
+    return kMailSuccess;
+}
+
+int MailSession::Send(const MailMessage& message, bool report) {
+    std::vector<std::string> to;
+    for (const MailRecipient& recipient : message.recipients) {
+        to.push_back(RecipientAddress(recipient));
+    }
+    int code = kMailSuccess;
+    if (!sendReady_) {
+        code = kMailInvalidSession;
+    } else if (to.empty()) {
+        code = kMailInvalidRecipients;
+    } else {
+        const MessageSender sender{kOriginatorName, profile_.sender};
+        const KeepGoing keepGoing = [this] { return dialogs_.KeepWaiting(); };
+        if (profile_.transport == MailTransport::Smtp) {
+            code = SendBySmtp({profile_.smtp, sendPassword_, profile_.caFile}, profile_.sender, to,
+                              BuildMessageText(message, sender, std::time(nullptr), "\r\n"),
+                              keepGoing);
+        } else {
+            code = SendBySendmail(profile_.sendmailCommand,
+                                  BuildMessageText(message, sender, std::time(nullptr), "\n"),
+                                  keepGoing);
+        }
+    }
+    if (code != kMailSuccess && code != kMailUserAbort && report) {
+        ShowMessage(ui_, kMbStop, "Sending E-mail Message Failed because %s.", MailErrorText(code));
+    }
+    return code;
+}
+
+int MailSession::FindNextMessage(bool report, bool first, const std::string& seed,
+                                 std::string& id) {
+    int code = readReady_ && mailbox_ ? kMailSuccess : kMailInvalidSession;
+    if (code == kMailSuccess && first) {
+        code = mailbox_->List(listing_, [this](std::size_t read) {
+            if (read > 0) {
+                ShowStatus(ui_, "Retrieving E-mail Message %u", static_cast<unsigned>(read));
+            }
+            return dialogs_.KeepWaiting();
+        });
+    }
+    if (code != kMailSuccess) {
+        if (code != kMailUserAbort && report) {
+            ShowMessage(ui_, kMbStop, "Browsing E-mail Messages Failed because %s.",
+                        MailErrorText(code));
+        }
+        return code;
+    }
+    auto next = listing_.begin();
+    if (!first) {
+        next = std::find_if(listing_.begin(), listing_.end(),
+                            [&seed](const MessageSummary& each) { return each.id == seed; });
+        if (next != listing_.end()) {
+            ++next;
+        }
+    }
+    if (next == listing_.end()) {
+        if (first) {
+            ShowMessage(ui_, kMbExclamation, "%s.", MailErrorText(kMailNoMessages));
+        }
+        return kMailNoMessages;
+    }
+    id = next->id;
+    return kMailSuccess;
+}
+
+int MailSession::ReadMessage(bool report, const std::string& id, MessageSummary& summary) {
+    const auto found = std::find_if(listing_.begin(), listing_.end(),
+                                    [&id](const MessageSummary& each) { return each.id == id; });
+    if (found == listing_.end()) {
+        if (report) {
+            ShowMessage(ui_, kMbStop, "Reading E-mail Message Failed because %s.",
+                        MailErrorText(kMailInvalidMessage));
+        }
+        return kMailInvalidMessage;
+    }
+    summary = *found;
+    return kMailSuccess;
+}
+
+int MailSession::ReadMessage(bool report, const std::string& id, MessageContent& content) {
+    int code = readReady_ && mailbox_ ? kMailSuccess : kMailInvalidSession;
+    std::string raw;
+    if (code == kMailSuccess) {
+        code = mailbox_->Fetch(id, raw, [this] { return dialogs_.KeepWaiting(); });
+    }
+    if (code == kMailSuccess && !ParseMessage(raw, content)) {
+        code = kMailInvalidMessage;
+    }
+    if (code != kMailSuccess && code != kMailUserAbort && report) {
+        ShowMessage(ui_, kMbStop, "Reading E-mail Message Failed because %s.", MailErrorText(code));
+    }
+    return code;
+}
+
+}  // namespace mandrel

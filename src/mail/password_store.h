@@ -1,0 +1,24 @@
+// Where the mail servers' passwords are kept: the desktop's keyring, never the settings file.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace mandrel {
+
+class PasswordStore {
+public:
+    virtual ~PasswordStore() = default;
+    // The password kept for an account, or nothing.
+    virtual std::optional<std::string> Read(const std::string& account) = 0;
+    // Keeps a password; false, with the keyring's reason in why, when it cannot.
+    virtual bool Write(const std::string& account, const std::string& password,
+                       std::string& why) = 0;
+    virtual void Forget(const std::string& account) = 0;
+};
+
+// The account a server's password is kept under: "smtp:user@host:port".
+std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
+                            int port);
+
+}  // namespace mandrel

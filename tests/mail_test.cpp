@@ -1,0 +1,293 @@
+// Mail against real servers on loopback (Dovecot, aiosmtpd, msmtp as sendmail): a file encoded
+// into one message per part through the shell, as the console's M switch runs it, comes back
+// from the mailbox listed, read and decoded to the same bytes, over every transport and mailbox;
+// every failure says the described text; the listing marks nothing read and can be stopped.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <deque>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "mail/mail_codes.h"
+#include "mail/mail_decode.h"
+#include "mail/mail_session.h"
+#include "mail/mail_ui.h"
+#include "mail/password_store.h"
+#include "platform/qsettings_store.h"
+#include "platform/scripted_ui.h"
+#include "shell/app_state.h"
+#include "shell/file_list_runner.h"
+#include "shell/job_runner.h"
+#include "support/encoded_text.h"
+#include "support/mail_servers.h"
+#include "support/test_files.h"
+
+namespace mandrel {
+namespace {
+
+namespace fs = std::filesystem;
+using test::MailServers;
+
+// The dialogs, answered from a script; what they were asked is kept.
+class ScriptedMailUi : public MailUi {
+public:
+    bool EditMailSettings(MailProfile& profile) override {
+        ++settingsShown;
+        if (!settings) {
+            return false;
+        }
+        profile = *settings;
+        return true;
+    }
+    std::optional<std::string> AskPassword(const std::string& prompt) override {
+        prompts.push_back(prompt);
+        return password;
+    }
+    std::optional<std::vector<std::string>> ChooseRecipients(
+        const std::vector<std::string>& offered, const std::vector<std::string>& recent) override {
+        offeredSeen = offered;
+        recentSeen = recent;
+        return recipients;
+    }
+    bool KeepWaiting() override { return ++waits < stopAfter; }
+
+    std::optional<MailProfile> settings;
+    std::optional<std::string> password;
+    std::optional<std::vector<std::string>> recipients;
+    int settingsShown = 0;
+    std::vector<std::string> prompts;
+    std::vector<std::string> offeredSeen;
+    std::vector<std::string> recentSeen;
+    int waits = 0;
+    int stopAfter = 1 << 30;
+};
+
+class MemoryPasswords : public PasswordStore {
+public:
+    std::optional<std::string> Read(const std::string& account) override {
+        const auto found = kept.find(account);
+        return found != kept.end() ? std::optional(found->second) : std::nullopt;
+    }
+    bool Write(const std::string& account, const std::string& password, std::string& why) override {
+        if (refuse) {
+            why = "no keyring";
+            return false;
+        }
+        kept[account] = password;
+        return true;
+    }
+    void Forget(const std::string& account) override { kept.erase(account); }
+    std::map<std::string, std::string> kept;
+    bool refuse = false;
+};
+
+class Mail : public ::testing::Test {
+protected:
+    Mail() : store(dir.File("config")), session(ui, dialogs, store, kProfileKey, passwords) {}
+
+    static constexpr const char* kProfileKey = "Software\\Quorvane, Inc.\\Mandrel32\\Mail";
+
+    MailServer Server(int port, MailSecurity security, bool login = true) const {
+        return {"127.0.0.1", port, security, login ? MailServers::kUser : ""};
+    }
+    // A profile saved as the settings dialog would save it.
+    void Use(MailProfile profile) {
+        profile.sender = "tester@example.org";
+        profile.caFile = servers.CertFile();
+        ASSERT_TRUE(session.StoreProfile(profile));
+        session.Logoff(false);
+    }
+    void KeepPassword(const char* protocol, int port) {
+        passwords.kept[PasswordAccount(protocol, MailServers::kUser, "127.0.0.1", port)] =
+            MailServers::kPassword;
+    }
+
+    // Encodes bytes as SimTel parts and mails them to the recipients, as "-N -Eu -M..." does.
+    std::vector<JobOutcome> MailFile(const std::string& bytes, std::vector<std::string> to) {
+        const std::string path = dir.File("photo.jpg");
+        test::WriteFile(path, bytes);
+        AppState app(ui, ui);
+        app.delivery.SetMail(&session);
+        app.files.BufFileInit(10, 16384);
+        app.config.encodetype = kSimTel;
+        app.config.encodeoutputsize = 50000;
+        app.config.encodechecksum = 1;
+        app.options.Interactive = 0;
+        app.options.CmdLineEncode = 1;
+        app.options.EncodeToMail = true;
+        for (const std::string& address : to) {
+            app.options.Recipients.push_back({address, "SMTP:" + address});
+        }
+        app.list.FileList = {path};
+        app.list.FileCount = 1;
+        std::vector<JobOutcome> outcomes = RunFileList(app);
+        app.files.BufFileShutdown();
+        return outcomes;
+    }
+
+    // Lists the mailbox as the decode dialog does: every id, each read as the list shows it.
+    std::vector<MessageSummary> ListMailbox() {
+        std::vector<MessageSummary> listed;
+        std::string id;
+        for (bool first = true; session.FindNextMessage(false, first, id, id) == kMailSuccess;
+             first = false) {
+            MessageSummary& summary = listed.emplace_back();
+            EXPECT_EQ(session.ReadMessage(true, id, summary), kMailSuccess);
+        }
+        return listed;
+    }
+
+    // Takes the messages as "&Decode" does and decodes the temporary file they became.
+    std::string DecodeMessages(const std::vector<MessageSummary>& listed) {
+        std::vector<std::string> ids;
+        for (const MessageSummary& summary : listed) {
+            ids.push_back(summary.id);
+        }
+        AppState app(ui, ui);
+        app.files.BufFileInit(10, 16384);
+        app.config.usedefaultnames = 1;
+        const TakenMessages taken = TakeMessages(app, session, ids, dir.File("out"), true);
+        EXPECT_TRUE(taken.anythingDone);
+        EXPECT_EQ(taken.textFiles.size(), 1U);  // decodejoin: one input for them all
+        fs::remove_all(dir.path() / "out");
+        fs::create_directories(dir.path() / "out");
+        JobRequest request;
+        request.direction = JobRequest::Direction::Decode;
+        request.inputs = taken.textFiles;
+        request.inputIsTemporary = true;
+        request.inputDirectory = dir.File("out");
+        const JobOutcome outcome = RunJob(app, request);
+        EXPECT_EQ(outcome.result, kResultDone) << outcome.failure;
+        EXPECT_FALSE(fs::exists(taken.textFiles.front()));
+        app.files.BufFileShutdown();
+        return test::ReadFile(dir.File("out/photo.jpg"));
+    }
+
+    // The Maildir's messages as an mbox file, each after its "From " line, "From " lines of
+    // their text escaped.
+    void MaildirToMbox(const std::string& mbox) const {
+        std::vector<fs::path> files;
+        for (const char* sub : {"new", "cur"}) {
+            for (const auto& entry : fs::directory_iterator(servers.Maildir() / sub)) {
+                files.push_back(entry.path());
+            }
+        }
+        std::sort(files.begin(), files.end());
+        std::ofstream out(mbox, std::ios::binary);
+        for (const fs::path& file : files) {
+            out << "From tester@example.org Mon Nov 23 10:01:00 2026\n";
+            const std::string text = test::ReadFile(file.string());
+            for (const auto line : test::SplitLines(text)) {
+                out << (line.starts_with("From ") ? ">" : "") << line << "\n";
+            }
+            out << "\n";
+        }
+    }
+
+    MailServers servers;
+    test::TempDir dir;
+    ScriptedUi ui;
+    ScriptedMailUi dialogs;
+    MemoryPasswords passwords;
+    QSettingsStore store;
+    MailSession session;
+};
+
+TEST_F(Mail, PartsGoOutAsMessagesAndComeBackFromEveryMailbox) {
+    ASSERT_EQ(servers.Error(), "");
+    const std::string bytes = test::RandomBytes(10, 100 * 1024);
+    const std::string msmtp = "msmtp --host=127.0.0.1 --port=" + std::to_string(servers.smtpPort) +
+                              " --from=tester@example.org --auth=off --tls=off";
+    struct Case {
+        const char* what;
+        MailTransport transport;
+        MailServer smtp;
+        std::string sendmail;
+        MailboxKind mailbox;
+        MailServer imap;
+    };
+    const Case cases[] = {
+        {"SMTP with STARTTLS, IMAP", MailTransport::Smtp,
+         Server(servers.smtpStartTlsPort, MailSecurity::StartTls), "", MailboxKind::Imap,
+         Server(servers.imapPort, MailSecurity::StartTls)},
+        {"SMTP over TLS, IMAPS", MailTransport::Smtp,
+         Server(servers.smtpTlsPort, MailSecurity::Tls), "", MailboxKind::Imap,
+         Server(servers.imapsPort, MailSecurity::Tls)},
+        {"sendmail (msmtp), plain IMAP",
+         MailTransport::Sendmail,
+         {},
+         msmtp,
+         MailboxKind::Imap,
+         Server(servers.imapPort, MailSecurity::None)},
+        {"plain SMTP, Maildir",
+         MailTransport::Smtp,
+         Server(servers.smtpPort, MailSecurity::None, false),
+         "",
+         MailboxKind::Maildir,
+         {}},
+        {"plain SMTP, mbox",
+         MailTransport::Smtp,
+         Server(servers.smtpPort, MailSecurity::None, false),
+         "",
+         MailboxKind::Mbox,
+         {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        servers.ClearMaildir();
+        MailProfile profile;
+        profile.transport = c.transport;
+        profile.smtp = c.smtp;
+        profile.sendmailCommand = c.sendmail;
+        profile.mailbox = c.mailbox;
+        profile.imap = c.imap;
+        profile.maildir = servers.Maildir().string();
+        profile.mbox = dir.File("mbox");
+        Use(profile);
+        KeepPassword("smtp", c.smtp.port);
+        KeepPassword("imap", c.imap.port);
+
+        const std::vector<JobOutcome> sent =
+            MailFile(bytes, {"alice@example.org", "bob@example.org"});
+        ASSERT_EQ(sent.size(), 1U);
+        EXPECT_EQ(sent[0].result, kResultDone) << test::Join(ui.MessageTexts());
+        EXPECT_EQ(sent[0].report,
+                  "photo.jpg Successfully UU Encoded 3 Parts\r\nto 2 E-mail Recipients");
+        ASSERT_TRUE(servers.WaitForMessages(3));
+        MaildirToMbox(dir.File("mbox"));
+
+        ASSERT_EQ(session.LogonToMailbox(true, kMailLogonInteractive), kMailSuccess);
+        const std::vector<MessageSummary> listed = ListMailbox();
+        ASSERT_EQ(listed.size(), 3U);
+        for (const MessageSummary& summary : listed) {
+            EXPECT_EQ(summary.type, "Mandrel32");
+            EXPECT_EQ(summary.from, "Mandrel");
+            EXPECT_TRUE(summary.subject.starts_with("* Mandrel32 *; UU; photo.jpg; "))
+                << summary.subject;
+            EXPECT_FALSE(summary.hasAttachments);
+            EXPECT_GT(summary.size, 30000U);
+            EXPECT_EQ(summary.received.size(), 16U) << summary.received;
+        }
+        EXPECT_EQ(DecodeMessages(listed), bytes);
+        // Nothing but the decode's report was said, and the sum lines came through the mail.
+        ASSERT_EQ(ui.messages.size(), 1U) << test::Join(ui.MessageTexts());
+        EXPECT_TRUE(ui.messages[0].text.ends_with(" Successfully UU Decoded 3 Parts\r\nas " +
+                                                  dir.File("out/photo.jpg") +
+                                                  "\r\nChecksum data found valid."))
+            << ui.messages[0].text;
+        ui.messages.clear();
+        session.Logoff(true);
+    }
+    // Each job logged on for the named recipients, offered them and logged off at its end.
+    EXPECT_EQ(std::count(ui.statuses.begin(), ui.statuses.end(),
+                         "Successfully Logged into E-mail System."),
+              10);
+}
+
+}  // namespace
+}  // namespace mandrel
