@@ -8,6 +8,7 @@
 #include <deque>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -287,6 +288,121 @@ TEST_F(Mail, PartsGoOutAsMessagesAndComeBackFromEveryMailbox) {
     EXPECT_EQ(std::count(ui.statuses.begin(), ui.statuses.end(),
                          "Successfully Logged into E-mail System."),
               10);
+}
+
+TEST_F(Mail, FailuresSayWhatTheMailSystemSaid) {
+    ASSERT_EQ(servers.Error(), "");
+    const int down = MailServers::UnusedPort();
+    const auto smtp = [&](int port, MailSecurity security) {
+        MailProfile profile;
+        profile.transport = MailTransport::Smtp;
+        profile.smtp = Server(port, security);
+        return profile;
+    };
+    const auto sendmail = [&](const std::string& command) {
+        MailProfile profile;
+        profile.sendmailCommand = command;
+        return profile;
+    };
+    const auto imap = [&](int port) {
+        MailProfile profile;
+        profile.mailbox = MailboxKind::Imap;
+        profile.imap = Server(port, MailSecurity::StartTls);
+        return profile;
+    };
+    const auto msmtpTo = [&](int port) {
+        return "msmtp --host=127.0.0.1 --port=" + std::to_string(port) +
+               " --from=tester@example.org --auth=off --tls=off";
+    };
+    const auto send = [&](const char* to) {
+        EXPECT_EQ(session.Logon(true, kMailLogonInteractive), kMailSuccess);
+        MailMessage message;
+        message.subject = "test";
+        message.noteText = "text\r\n";
+        message.recipients = {{to, std::string("SMTP:") + to}};
+        return session.Send(message, true);
+    };
+    const auto logon = [&] { return session.Logon(true, kMailLogonInteractive); };
+    const auto logonToMailbox = [&] { return session.LogonToMailbox(true, kMailLogonInteractive); };
+    const auto findFirst = [&] {
+        EXPECT_EQ(logonToMailbox(), kMailSuccess);
+        std::string id;
+        return session.FindNextMessage(false, true, id, id);
+    };
+    const auto chooseNone = [&] {
+        dialogs.recipients = std::vector<std::string>{};
+        std::vector<MailRecipient> chosen;
+        return session.ChooseRecipients(true, {}, chosen);
+    };
+    const auto cancelRecipients = [&] {
+        dialogs.recipients.reset();
+        std::vector<MailRecipient> chosen;
+        return session.ChooseRecipients(true, {{"bob", "SMTP:bob"}}, chosen);
+    };
+    struct Case {
+        const char* what;
+        MailProfile profile;
+        const char* protocol;  // the server whose password is kept ("smtp", "imap"); null: none
+        const char* password;
+        std::function<int()> step;
+        int code;
+        int style;  // of the box; -1: none shown
+        std::string text;
+    };
+    const Case cases[] = {
+        {"SMTP server down", smtp(down, MailSecurity::None), "smtp", MailServers::kPassword, logon,
+         kMailNetworkFailure, kMbStop, "Unable to Login for E-mail because Network Failure."},
+        {"SMTP password wrong", smtp(servers.smtpStartTlsPort, MailSecurity::StartTls), "smtp",
+         "wrong", logon, kMailAccessDenied, kMbStop,
+         "Unable to Login for E-mail because Access Denied."},
+        {"SMTP refuses a recipient", smtp(servers.smtpTlsPort, MailSecurity::Tls), "smtp",
+         MailServers::kPassword, [&] { return send("refused@example.org"); }, kMailUnknownRecipient,
+         kMbStop, "Sending E-mail Message Failed because Unknown Recipient."},
+        {"sendmail cannot reach its server", sendmail(msmtpTo(down)), nullptr, nullptr,
+         [&] { return send("bob@example.org"); }, kMailNetworkFailure, kMbStop,
+         "Sending E-mail Message Failed because Network Failure."},
+        {"sendmail's server refuses a recipient", sendmail(msmtpTo(servers.smtpPort)), nullptr,
+         nullptr, [&] { return send("refused@example.org"); }, kMailUnknownRecipient, kMbStop,
+         "Sending E-mail Message Failed because Unknown Recipient."},
+        {"no sendmail", sendmail("/nonexistent/sendmail"), nullptr, nullptr, logon,
+         kMailNotSupported, kMbStop, "Unable to Login for E-mail because Feature Not Supported."},
+        {"IMAP server down", imap(down), "imap", MailServers::kPassword, logonToMailbox,
+         kMailNetworkFailure, kMbStop, "Unable to Login for E-mail because Network Failure."},
+        {"IMAP password wrong", imap(servers.imapPort), "imap", "wrong", logonToMailbox,
+         kMailAccessDenied, kMbStop, "Unable to Login for E-mail because Access Denied."},
+        {"empty mailbox", imap(servers.imapPort), "imap", MailServers::kPassword, findFirst,
+         kMailNoMessages, kMbExclamation, "No Matching Messages Found."},
+        {"no recipient chosen", MailProfile{}, nullptr, nullptr, chooseNone, kMailInvalidRecipients,
+         kMbExclamation, "Must Choose at least one E-mail Recipient."},
+        {"recipients dialog cancelled", MailProfile{}, nullptr, nullptr, cancelRecipients,
+         kMailUserAbort, -1, ""},
+    };
+    servers.ClearMaildir();
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Use(c.profile);
+        passwords.kept.clear();
+        if (c.protocol != nullptr) {
+            const bool smtpServer = std::string(c.protocol) == "smtp";
+            passwords
+                .kept[PasswordAccount(c.protocol, MailServers::kUser, "127.0.0.1",
+                                      smtpServer ? c.profile.smtp.port : c.profile.imap.port)] =
+                c.password;
+        }
+        ui.messages.clear();
+        EXPECT_EQ(c.step(), c.code);
+        if (c.style < 0) {
+            EXPECT_EQ(ui.messages.size(), 0U);
+        } else {
+            ASSERT_EQ(ui.messages.size(), 1U) << test::Join(ui.MessageTexts());
+            EXPECT_EQ(ui.messages[0].style, c.style);
+            EXPECT_EQ(ui.messages[0].text, c.text);
+        }
+        if (c.code == kMailAccessDenied) {
+            // The keyring's wrong password is forgotten, so that the next logon asks.
+            EXPECT_TRUE(passwords.kept.empty());
+        }
+    }
 }
 
 }  // namespace

@@ -12,6 +12,8 @@ packages=(
   sharutils uudeview mpack coreutils time
   xvfb xauth xclip xdotool fonts-dejavu-core
   dpkg-dev desktop-file-utils shared-mime-info xdg-utils libfile-mimeinfo-perl libglib2.0-bin
+  libcurl4-openssl-dev libgmime-3.0-dev qtkeychain-qt6-dev
+  dovecot-imapd python3-aiosmtpd msmtp openssl gnome-keyring dbus libsecret-tools
 )
 missing=()
 for p in "${packages[@]}"; do
@@ -20,4 +22,8 @@ done
 if [ "${#missing[@]}" -gt 0 ]; then
   $SUDO apt-get update -qq
   $SUDO apt-get install -y -qq --no-install-recommends "${missing[@]}"
+fi
+# The mail tests start Dovecot of their own on loopback; the system's own is not wanted.
+if command -v systemctl >/dev/null 2>&1 && systemctl is-enabled dovecot.service >/dev/null 2>&1; then
+  $SUDO systemctl disable --now dovecot.service >/dev/null 2>&1 || true
 fi

@@ -27,14 +27,14 @@ constexpr int kPollMilliseconds = 16;
 // What a sendmail's exit status says (sysexits.h), for the mail system's table.
 constexpr std::array<std::pair<int, int>, 9> kExitMeanings = {{
     {0, kMailSuccess},
-    {65, kMailInvalidRecipients},  // EX_DATAERR: an address it cannot take
-    {67, kMailUnknownRecipient},   // EX_NOUSER
-    {68, kMailNetworkFailure},     // EX_NOHOST
-    {69, kMailNetworkFailure},     // EX_UNAVAILABLE
-    {74, kMailNetworkFailure},     // EX_IOERR
-    {75, kMailNetworkFailure},     // EX_TEMPFAIL
-    {76, kMailNetworkFailure},     // EX_PROTOCOL
-    {77, kMailAccessDenied},       // EX_NOPERM
+    {65, kMailUnknownRecipient},  // EX_DATAERR: msmtp says a refused address with it
+    {67, kMailUnknownRecipient},  // EX_NOUSER
+    {68, kMailNetworkFailure},    // EX_NOHOST
+    {69, kMailNetworkFailure},    // EX_UNAVAILABLE
+    {74, kMailNetworkFailure},    // EX_IOERR
+    {75, kMailNetworkFailure},    // EX_TEMPFAIL
+    {76, kMailNetworkFailure},    // EX_PROTOCOL
+    {77, kMailAccessDenied},      // EX_NOPERM
 }};
 
 int MailCodeForExit(int status) {

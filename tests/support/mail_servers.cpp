@@ -95,6 +95,7 @@ std::string DovecotConfig(const fs::path& dir, const fs::path& maildir, int imap
            d +
            "/key.pem\n"
            "disable_plaintext_auth = no\n"
+           "auth_failure_delay = 0\n"
            "mail_location = maildir:" +
            maildir.string() +
            "\n"
@@ -114,6 +115,8 @@ std::string DovecotConfig(const fs::path& dir, const fs::path& maildir, int imap
            "userdb {\n  driver = static\n  args = uid=" +
            std::to_string(runAs.uid) + " gid=" + std::to_string(runAs.gid) + " home=" + d +
            "/home\n}\n"
+           // No slower logins after a wrong password: the tests try one on purpose.
+           "service anvil {\n  unix_listener anvil-auth-penalty {\n    mode = 0\n  }\n}\n"
            "service imap-login {\n"
            "  inet_listener imap {\n    address = 127.0.0.1\n    port = " +
            std::to_string(imap) +
