@@ -3,22 +3,28 @@
 // from the mailbox listed, read and decoded to the same bytes, over every transport and mailbox;
 // every failure says the described text; the listing marks nothing read and can be stopped.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "core/password_store.h"
 #include "mail/mail_codes.h"
 #include "mail/mail_decode.h"
 #include "mail/mail_session.h"
 #include "mail/mail_ui.h"
-#include "mail/password_store.h"
+#include "platform/keyring_passwords.h"
 #include "platform/qsettings_store.h"
 #include "platform/scripted_ui.h"
 #include "shell/app_state.h"
@@ -402,6 +408,134 @@ TEST_F(Mail, FailuresSayWhatTheMailSystemSaid) {
             // The keyring's wrong password is forgotten, so that the next logon asks.
             EXPECT_TRUE(passwords.kept.empty());
         }
+    }
+}
+
+TEST_F(Mail, TheConsoleMailsWithTheSavedProfileAndAsksNothing) {
+    ASSERT_EQ(servers.Error(), "");
+    fs::create_directories(dir.path() / "home/config/Quorvane, Inc.");
+    const auto profile = [&](int port) {
+        test::WriteFile(dir.File("home/config/Quorvane, Inc./Mandrel32.conf"),
+                        "[Mail]\nmailsender=tester@example.org\nmailtransport=smtp\n"
+                        "smtphost=127.0.0.1\nsmtpsecurity=none\nsmtpport=" +
+                            std::to_string(port) + "\n");
+    };
+    const std::string bytes = test::RandomBytes(11, 3000);
+    test::WriteFile(dir.File("photo.jpg"), bytes);
+    // Runs the console program in the scratch directory with a home of its own and no desktop.
+    const auto mandrel = [&](const std::string& args, std::string& out, std::string& err) {
+        const std::string line = "cd '" + dir.path().string() + "' && env -u DISPLAY -u " +
+                                 "WAYLAND_DISPLAY -u DBUS_SESSION_BUS_ADDRESS HOME='" +
+                                 dir.File("home") + "' XDG_CONFIG_HOME='" +
+                                 dir.File("home/config") + "' '" + MANDREL_CONSOLE_PATH + "' " +
+                                 args + " </dev/null >out.txt 2>err.txt";
+        const int status = std::system(line.c_str());
+        out = test::ReadFile(dir.File("out.txt"));
+        err = test::ReadFile(dir.File("err.txt"));
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    };
+    std::string out;
+    std::string err;
+    servers.ClearMaildir();
+    profile(servers.smtpPort);
+    EXPECT_EQ(mandrel("-N -Eu -Malice@example.org,bob@example.org photo.jpg", out, err), 0) << err;
+    EXPECT_EQ(out, "photo.jpg Successfully UU Encoded to\n2 E-mail Recipients\n");
+    EXPECT_EQ(err, "");
+    ASSERT_TRUE(servers.WaitForMessages(1));
+    // The message as it was delivered decodes with sharutils' uudecode, headers and all.
+    fs::path delivered = *fs::directory_iterator(servers.Maildir() / "new");
+    ASSERT_EQ(std::system(("cd '" + dir.path().string() + "' && uudecode -o back.jpg '" +
+                           delivered.string() + "'")
+                              .c_str()),
+              0);
+    EXPECT_EQ(test::ReadFile(dir.File("back.jpg")), bytes);
+
+    // Failures are said on standard error, also without questions.
+    profile(MailServers::UnusedPort());
+    EXPECT_EQ(mandrel("-N -Eu -Mbob@example.org photo.jpg", out, err), 1);
+    EXPECT_EQ(err, "Mandrel Desktop 32: Unable to Login for E-mail because Network Failure.\n");
+    // Without a terminal nothing is asked: choosing from the address book gives nobody, and
+    // the send is what fails.
+    profile(servers.smtpPort);
+    EXPECT_EQ(mandrel("-Eu -M@ photo.jpg", out, err), 1);
+    EXPECT_EQ(err,
+              "Mandrel Desktop 32: Sending E-mail Message Failed because Invalid "
+              "Recipients.\n");
+    EXPECT_EQ(out, "");
+    EXPECT_EQ(servers.MessageCount(), 1U);
+}
+
+// The password of a server is asked for once, kept in the desktop's keyring (never in the
+// settings file), and found there by the next logon. Run by CTest inside a D-Bus session with
+// gnome-keyring (tests/mail/with_keyring.sh), which sets MANDREL_KEYRING_TEST.
+TEST_F(Mail, APasswordTypedOnceIsKeptInTheDesktopKeyring) {
+    if (std::getenv("MANDREL_KEYRING_TEST") == nullptr) {
+        GTEST_SKIP() << "runs inside a keyring session (ctest: mail_keyring)";
+    }
+    ASSERT_EQ(servers.Error(), "");
+    KeyringPasswords keyring("Mandrel32");
+    MailSession keyed(ui, dialogs, store, kProfileKey, keyring);
+    MailProfile profile;
+    profile.transport = MailTransport::Smtp;
+    profile.smtp = Server(servers.smtpStartTlsPort, MailSecurity::StartTls);
+    profile.sender = "tester@example.org";
+    profile.caFile = servers.CertFile();
+    ASSERT_TRUE(keyed.StoreProfile(profile));
+    const std::string account =
+        PasswordAccount("smtp", MailServers::kUser, "127.0.0.1", servers.smtpStartTlsPort);
+    keyring.Forget(account);
+
+    dialogs.password = MailServers::kPassword;
+    EXPECT_EQ(keyed.Logon(true, kMailLogonInteractive), kMailSuccess);
+    EXPECT_EQ(dialogs.prompts, std::vector<std::string>{"Password for tester on 127.0.0.1:"});
+    EXPECT_EQ(ui.MessageTexts(), std::vector<std::string>{});
+    keyed.Logoff(true);
+    // From outside: the keyring holds it under the program's name.
+    std::string kept;
+    {
+        const std::string lookup = "secret-tool lookup server Mandrel32 user '" + account + "'";
+        std::unique_ptr<FILE, int (*)(FILE*)> pipe(::popen(lookup.c_str(), "r"), ::pclose);
+        std::array<char, 64> buffer{};
+        while (pipe && std::fgets(buffer.data(), buffer.size(), pipe.get()) != nullptr) {
+            kept += buffer.data();
+        }
+    }
+    EXPECT_EQ(kept, MailServers::kPassword);
+    EXPECT_EQ(test::ReadFile(dir.File("config/Quorvane, Inc./Mandrel32.conf")).find("secret"),
+              std::string::npos);
+    dialogs.password.reset();
+    EXPECT_EQ(keyed.Logon(true, kMailLogonInteractive), kMailSuccess);
+    EXPECT_EQ(dialogs.prompts.size(), 1U);
+    keyring.Forget(account);
+}
+
+// Without any keyring (no D-Bus session) the program still sends: it says the password cannot
+// be kept, and asks for it at every logon.
+TEST_F(Mail, WithoutAKeyringThePasswordIsAskedEachTime) {
+    ASSERT_EQ(servers.Error(), "");
+    const test::ScopedEnv noBus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
+    const test::ScopedEnv noDisplay("DISPLAY", "");
+    KeyringPasswords keyring("Mandrel32");
+    MailSession keyless(ui, dialogs, store, kProfileKey, keyring);
+    MailProfile profile;
+    profile.transport = MailTransport::Smtp;
+    profile.smtp = Server(servers.smtpTlsPort, MailSecurity::Tls);
+    profile.sender = "tester@example.org";
+    profile.caFile = servers.CertFile();
+    ASSERT_TRUE(keyless.StoreProfile(profile));
+    dialogs.password = MailServers::kPassword;
+    for (int logon = 1; logon <= 2; ++logon) {
+        ui.messages.clear();
+        EXPECT_EQ(keyless.Logon(true, kMailLogonInteractive), kMailSuccess);
+        EXPECT_EQ(dialogs.prompts.size(), static_cast<std::size_t>(logon));
+        ASSERT_EQ(ui.messages.size(), 1U);
+        EXPECT_EQ(ui.messages[0].style, kMbInformation);
+        EXPECT_TRUE(ui.messages[0].text.starts_with(
+            "The password cannot be kept in the desktop's keyring ("))
+            << ui.messages[0].text;
+        EXPECT_TRUE(
+            ui.messages[0].text.ends_with("); it will be asked for again when it is needed."));
+        keyless.Logoff(true);
     }
 }
 

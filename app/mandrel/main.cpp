@@ -10,14 +10,17 @@
 #include <string>
 #include <vector>
 
+#include "console_mail_ui.h"
 #include "console_options.h"
 #include "core/format.h"
 #include "core/output_files.h"
 #include "core/text_util.h"
 #include "core/version_strings.h"
+#include "mail/mail_session.h"
 #include "platform/console_ui.h"
 #include "platform/data_directories.h"
 #include "platform/file_associations.h"
+#include "platform/keyring_passwords.h"
 #include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 #include "shell/app_state.h"
@@ -287,6 +290,13 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
     LoadSettings(app.config, app.identity, store, ui);
     ui.SetProductName(app.identity.productName);
     ui.SetVerbose(options.verbose);
+
+    // Mail for the M switch: the profile the desktop program saved, the desktop's keyring.
+    KeyringPasswords passwords(app.identity.internalName);
+    ConsoleMailUi mailUi(ui, [&app] { return !app.cancel.Requested(); });
+    MailSession mail(ui, mailUi, store, MailProfileKey(app.identity.SettingsKey), passwords);
+    mail.ReportAlways(true);
+    ui.SetMail(&mail);
 
     SettingChanges changes;
     if (const auto error = ApplySettingOptions(options, app.config, changes)) {

@@ -243,6 +243,11 @@ bool WriteMailProfile(const MailProfile& profile, SettingsStore& store, std::str
     return written;
 }
 
+std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
+                            int port) {
+    return std::string(protocol) + ":" + user + "@" + host + ":" + std::to_string(port);
+}
+
 void RememberRecipients(MailProfile& profile, const std::vector<std::string>& addresses) {
     std::vector<std::string> recent = addresses;
     for (const std::string& old : profile.recent) {

@@ -61,6 +61,10 @@ bool ReadMailProfile(MailProfile& profile, SettingsStore& store, std::string_vie
 // Writes the whole profile; false when the store refused.
 bool WriteMailProfile(const MailProfile& profile, SettingsStore& store, std::string_view key);
 
+// The account a server's password is kept under: "smtp:user@host:port".
+std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
+                            int port);
+
 // Puts addresses at the front of the recent ones (each once), keeping at most 50.
 void RememberRecipients(MailProfile& profile, const std::vector<std::string>& addresses);
 // Writes the recent addresses alone, so that a profile never saved stays unsaved.

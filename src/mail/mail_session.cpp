@@ -4,12 +4,12 @@
 #include <ctime>
 
 #include "core/format.h"
+#include "core/password_store.h"
 #include "core/settings_store.h"
 #include "core/user_port.h"
 #include "mail/mail_codes.h"
 #include "mail/mail_ui.h"
 #include "mail/mailbox.h"
-#include "mail/password_store.h"
 #include "mail/sendmail_transport.h"
 #include "mail/smtp_transport.h"
 
@@ -27,11 +27,6 @@ bool SilentForLogon(int code) {
 }
 
 }  // namespace
-
-std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
-                            int port) {
-    return std::string(protocol) + ":" + user + "@" + host + ":" + std::to_string(port);
-}
 
 MailSession::MailSession(UserPort& ui, MailUi& dialogs, SettingsStore& store,
                          std::string profileKey, PasswordStore& passwords)
@@ -64,6 +59,7 @@ int MailSession::LogonToMailbox(bool report, int flags) {
 }
 
 int MailSession::LogonFor(Purpose purpose, bool report, int flags) {
+    report = report || reportAlways_;
     if (purpose == Purpose::Send ? sendReady_ : readReady_) {
         return kMailSuccess;
     }
@@ -222,6 +218,7 @@ int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>&
 }
 
 int MailSession::Send(const MailMessage& message, bool report) {
+    report = report || reportAlways_;
     std::vector<std::string> to;
     for (const MailRecipient& recipient : message.recipients) {
         to.push_back(RecipientAddress(recipient));
@@ -252,6 +249,7 @@ int MailSession::Send(const MailMessage& message, bool report) {
 
 int MailSession::FindNextMessage(bool report, bool first, const std::string& seed,
                                  std::string& id) {
+    report = report || reportAlways_;
     int code = readReady_ && mailbox_ ? kMailSuccess : kMailInvalidSession;
     if (code == kMailSuccess && first) {
         code = mailbox_->List(listing_, [this](std::size_t read) {
@@ -287,6 +285,7 @@ int MailSession::FindNextMessage(bool report, bool first, const std::string& see
 }
 
 int MailSession::ReadMessage(bool report, const std::string& id, MessageSummary& summary) {
+    report = report || reportAlways_;
     const auto found = std::find_if(listing_.begin(), listing_.end(),
                                     [&id](const MessageSummary& each) { return each.id == id; });
     if (found == listing_.end()) {
@@ -301,6 +300,7 @@ int MailSession::ReadMessage(bool report, const std::string& id, MessageSummary&
 }
 
 int MailSession::ReadMessage(bool report, const std::string& id, MessageContent& content) {
+    report = report || reportAlways_;
     int code = readReady_ && mailbox_ ? kMailSuccess : kMailInvalidSession;
     std::string raw;
     if (code == kMailSuccess) {

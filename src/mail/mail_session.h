@@ -45,6 +45,10 @@ public:
     int ReadMessage(bool report, const std::string& id, MessageSummary& summary);
     int ReadMessage(bool report, const std::string& id, MessageContent& content);
 
+    // Every failure is said, whatever the caller's report flag (the console's rule: its
+    // messages are lines on standard error, never questions).
+    void ReportAlways(bool always) { reportAlways_ = always; }
+
     // The profile as stored (or the defaults), and storing a changed one.
     MailProfile StoredProfile() const;
     bool StoreProfile(const MailProfile& profile);
@@ -64,6 +68,7 @@ private:
     std::string profileKey_;
     PasswordStore& passwords_;
 
+    bool reportAlways_ = false;
     bool profileLoaded_ = false;
     MailProfile profile_;
     bool sendReady_ = false;

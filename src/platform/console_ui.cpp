@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <array>
@@ -34,6 +35,15 @@ public:
     Terminal& operator=(const Terminal&) = delete;
 
     bool Open() const { return fd_ >= 0; }
+
+    // Turns the echo of typed characters off (for a password) or back on.
+    void Echo(bool on) const {
+        termios modes{};
+        if (::tcgetattr(fd_, &modes) == 0) {
+            modes.c_lflag = on ? (modes.c_lflag | ECHO) : (modes.c_lflag & ~tcflag_t{ECHO});
+            ::tcsetattr(fd_, TCSANOW, &modes);
+        }
+    }
 
     void Write(std::string_view text) const {
         while (!text.empty()) {
@@ -381,6 +391,22 @@ SaveDialogResult ConsoleUi::SaveFileDialog(const SaveDialogRequest& request) {
 
 ClipboardResult ConsoleUi::PutClipboardText(std::string text) {
     return PutTextOnDesktopClipboard(text, DesktopSession::FromEnvironment());
+}
+
+std::optional<std::string> ConsoleUi::AskSecret(std::string_view prompt) const {
+    if (!options_.allowQuestions) {
+        return std::nullopt;
+    }
+    const Terminal terminal(options_.terminalPath);
+    if (!terminal.Open()) {
+        return std::nullopt;
+    }
+    terminal.Write(prompt);
+    terminal.Echo(false);
+    std::optional<std::string> line = terminal.ReadLine(interruptFlag_);
+    terminal.Echo(true);
+    terminal.Write("\n");
+    return line;
 }
 
 // Without a terminal the question's text is shown and the dialog's Escape taken.

@@ -48,6 +48,10 @@ public:
     void ChecksumDetailsDialog(std::string_view caption, std::string_view inputPath,
                                const std::vector<std::string>& lines) override;
 
+    // A line typed on the terminal without echo (a password); nothing when questions may not
+    // be asked, without a terminal, or on an interrupt.
+    std::optional<std::string> AskSecret(std::string_view prompt) const;
+
 private:
     void WriteError(std::string_view text) const;
     template <typename Answer>

@@ -1,4 +1,5 @@
 // Where the mail servers' passwords are kept: the desktop's keyring, never the settings file.
+// The engines see only this interface, as they see the settings store's.
 #pragma once
 
 #include <optional>
