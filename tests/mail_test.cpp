@@ -32,6 +32,7 @@
 #include "shell/job_runner.h"
 #include "support/encoded_text.h"
 #include "support/mail_servers.h"
+#include "support/memory_passwords.h"
 #include "support/test_files.h"
 
 namespace mandrel {
@@ -74,24 +75,7 @@ public:
     int stopAfter = 1 << 30;
 };
 
-class MemoryPasswords : public PasswordStore {
-public:
-    std::optional<std::string> Read(const std::string& account) override {
-        const auto found = kept.find(account);
-        return found != kept.end() ? std::optional(found->second) : std::nullopt;
-    }
-    bool Write(const std::string& account, const std::string& password, std::string& why) override {
-        if (refuse) {
-            why = "no keyring";
-            return false;
-        }
-        kept[account] = password;
-        return true;
-    }
-    void Forget(const std::string& account) override { kept.erase(account); }
-    std::map<std::string, std::string> kept;
-    bool refuse = false;
-};
+using test::MemoryPasswords;
 
 class Mail : public ::testing::Test {
 protected:

@@ -8,10 +8,13 @@
 #include <vector>
 
 #include "core/version_strings.h"
+#include "gui/desktop_mail_ui.h"
 #include "gui/main_window.h"
 #include "gui/program_icon.h"
 #include "gui/program_start.h"
+#include "mail/mail_session.h"
 #include "platform/desktop_clipboard.h"
+#include "platform/keyring_passwords.h"
 #include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 
@@ -65,6 +68,12 @@ int Run(int argc, char** argv) {
     window.show();
     LoadSettings(app.config, app.identity, store, app.ui);
     window.Ui().SetProductName(QString::fromStdString(app.identity.productName));
+    // Mail: the profile beside the settings, passwords in the desktop's keyring.
+    KeyringPasswords passwords(app.identity.internalName);
+    DesktopMailUi mailUi(&window, passwords, window.Ui(), window.Help());
+    MailSession mail(window.Ui(), mailUi, store, MailProfileKey(app.identity.SettingsKey),
+                     passwords);
+    window.SetMail(&mail, &mailUi);
 
     std::vector<std::string> arguments;
     for (int i = 1; i < argc; ++i) {

@@ -345,8 +345,10 @@ MailMessage MakeMailMessage(const EncodeContext& app) {
 
 int EncodeRun::DeliverPart() {
     if (app_.job.EncodeToMail) {
-        if (app_.delivery.SendMail(MakeMailMessage(app_), reportMail_) != 0) {
-            return Abandon(kResultReported);
+        if (const int sent = app_.delivery.SendMail(MakeMailMessage(app_), reportMail_);
+            sent != kMailSuccess) {
+            // Cancel while the server was slow is an abort like any other.
+            return Abandon(sent == kMailUserAbort ? kResultAborted : kResultReported);
         }
     } else if (job_.outputFile != kNoBufFile) {
         if (const int result = WriteToFile(true); result != kResultDone) {
@@ -435,7 +437,10 @@ int EncodeRun::FinalDelivery() {
         job_.outputOpen = false;
         const int sent = app_.delivery.SendMail(MakeMailMessage(app_), reportMail_);
         job_.OutputBuffer.Free();
-        return sent != 0 ? kResultReported : kResultDone;
+        if (sent == kMailUserAbort) {
+            return kResultAborted;
+        }
+        return sent != kMailSuccess ? kResultReported : kResultDone;
     }
     int result = kResultDone;
     if (job_.totalParts > 1 || job.place.IsLast()) {

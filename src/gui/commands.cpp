@@ -7,7 +7,7 @@ namespace mandrel {
 namespace {
 
 // clang-format off
-constexpr std::array<CommandRow, 27> kCommands = {{
+constexpr std::array<CommandRow, 28> kCommands = {{
     {Popup::File, kCmdEncodeToFile, "&Encode to File", "F2", nullptr},
     {Popup::File, kCmdEncodeToClipboard, "Encode to &Clipboard", "Ctrl+C", nullptr},
     {Popup::File, kCmdEncodeToMail, "Encode to E-&mail", "Shift+F2", nullptr},
@@ -20,6 +20,7 @@ constexpr std::array<CommandRow, 27> kCommands = {{
     {Popup::Configure, kCmdConfigGeneral, "&General...", "F5", nullptr},
     {Popup::Configure, kCmdConfigEncode, "&Encode...", "F6", nullptr},
     {Popup::Configure, kCmdConfigDecode, "&Decode...", "F7", nullptr},
+    {Popup::Configure, kCmdMailSettings, "E-&mail Settings...", "", nullptr},
     {Popup::Configure, 0, "", "", nullptr},
     {Popup::Configure, kCmdCheckVersion, "&Check Version...", "", nullptr},
     {Popup::Help, kCmdHelpIndex, "&Index", "F1", nullptr},

@@ -26,6 +26,7 @@ enum CommandId : int {
     kCmdEncodeToMail = 122,
     kCmdDecodeFromMail = 123,
     kCmdCheckVersion = 124,
+    kCmdMailSettings = 125,  // the mail system's setup, which Linux has none of its own for
     kCmdCancel = 200,
     // The two items the program adds to the window's own menu.
     kCmdSystemDecode = 1280,

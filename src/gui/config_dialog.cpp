@@ -1,11 +1,9 @@
 #include <QAbstractButton>
 #include <QButtonGroup>
-#include <QFileDialog>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QRadioButton>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 #include "gui/config_dialogs.h"
@@ -95,27 +93,17 @@ QWidget* ConfigDialog::OutputDirectoryGroup(const char* title, int32_t select,
     auto* edit = new QLineEdit(QString::fromStdString(directory), box);
     edit->setObjectName(ControlName(kIdDirectory));
     edit->setMaxLength(static_cast<int>(kMaxDirectory));
-    auto* browse = new QToolButton(box);
-    browse->setObjectName(QStringLiteral("browse"));
-    browse->setText(QStringLiteral("..."));
-    browse->setToolTip(QStringLiteral("Choose the directory"));
-    connect(browse, &QToolButton::clicked, this, [this, edit] {
-        const QString chosen = QFileDialog::getExistingDirectory(this, windowTitle(), edit->text());
-        if (!chosen.isEmpty()) {
-            edit->setText(chosen);
-        }
-    });
+    QWidget* field = PathField(box, edit, PathKind::Directory);
     column->addWidget(same);
     auto* row = new QHBoxLayout;
     row->addWidget(user);
-    row->addWidget(edit, 1);
-    row->addWidget(browse);
+    row->addWidget(field, 1);
     column->addLayout(row);
     (select == kDirUserSpecified ? user : same)->setChecked(true);
     // The directory is used only when it is the user's choice.
-    const auto follow = [edit, browse, user] {
+    const auto follow = [edit, field, user] {
         edit->setEnabled(user->isChecked());
-        browse->setEnabled(user->isChecked());
+        field->setEnabled(user->isChecked());
     };
     connect(user, &QRadioButton::toggled, this, follow);
     follow();

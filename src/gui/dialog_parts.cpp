@@ -3,13 +3,16 @@
 #include "gui/help_desk.h"
 
 #include <QCheckBox>
+#include <QFileDialog>
 #include <QFontMetrics>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QRadioButton>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QToolButton>
 #include <QVBoxLayout>
 #include <QtMath>
 #include <algorithm>
@@ -120,6 +123,30 @@ QString DisplayText(std::string_view text) {
     QString shown = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
     shown.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     return shown;
+}
+
+QWidget* PathField(QWidget* parent, QLineEdit* edit, PathKind kind) {
+    auto* field = new QWidget(parent);
+    edit->setParent(field);
+    auto* browse = new QToolButton(field);
+    browse->setObjectName(QStringLiteral("browse"));
+    browse->setText(QStringLiteral("..."));
+    browse->setToolTip(kind == PathKind::Directory ? QStringLiteral("Choose the directory")
+                                                   : QStringLiteral("Choose the file"));
+    QObject::connect(browse, &QToolButton::clicked, field, [field, edit, kind] {
+        const QString title = field->window()->windowTitle();
+        const QString chosen = kind == PathKind::Directory
+                                   ? QFileDialog::getExistingDirectory(field, title, edit->text())
+                                   : QFileDialog::getOpenFileName(field, title, edit->text());
+        if (!chosen.isEmpty()) {
+            edit->setText(chosen);
+        }
+    });
+    auto* row = new QHBoxLayout(field);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(edit, 1);
+    row->addWidget(browse);
+    return field;
 }
 
 }  // namespace mandrel

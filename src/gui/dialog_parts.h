@@ -12,7 +12,9 @@ class QCheckBox;
 class QGroupBox;
 class QHBoxLayout;
 class QLabel;
+class QLineEdit;
 class QTextEdit;
+class QToolButton;
 class QWidget;
 
 namespace mandrel {
@@ -40,6 +42,10 @@ QGroupBox* MakeRadioGroup(QWidget* parent, const char* title, std::span<const Ra
                           int checkedId);
 // A label with its control beside it, the label's mnemonic leading to the control.
 QHBoxLayout* LabelledRow(QLabel* label, QWidget* control);
+// A path field: the edit with a browse button ("...", named "browse") beside it that chooses a
+// directory or a file, in one widget, so that enabling the field enables both.
+enum class PathKind { Directory, File };
+QWidget* PathField(QWidget* parent, QLineEdit* edit, PathKind kind);
 // The buttons side by side, in order.
 QHBoxLayout* MakeButtonRow(std::initializer_list<QPushButton*> buttons);
 // A block of read-only text that wraps anywhere, for messages that hold long paths or lines.

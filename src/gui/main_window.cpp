@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QCloseEvent>
 #include <QContextMenuEvent>
+#include <QDir>
 #include <QDragEnterEvent>
 #include <QDropEvent>
 #include <QMenu>
@@ -14,13 +15,17 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QSessionManager>
+#include <QStandardPaths>
 
 #include "core/format.h"
 #include "core/output_files.h"
 #include "gui/commands.h"
 #include "gui/config_dialogs.h"
+#include "gui/desktop_mail_ui.h"
 #include "gui/job_panel.h"
+#include "gui/mail_select_dialog.h"
 #include "gui/version_dialogs.h"
+#include "mail/mail_session.h"
 #include "platform/file_associations.h"
 #include "shell/clipboard_input.h"
 #include "shell/file_list_runner.h"
@@ -33,11 +38,22 @@ namespace {
 
 // The commands a running job greys: every one that would start another job, and the settings
 // a job reads.
-constexpr std::array<int, 11> kJobCommands = {
+constexpr std::array<int, 12> kJobCommands = {
     kCmdEncodeToFile,        kCmdDecodeFromFile, kCmdConfigGeneral,  kCmdConfigEncode,
     kCmdConfigDecode,        kCmdSystemEncode,   kCmdSystemDecode,   kCmdEncodeToClipboard,
-    kCmdDecodeFromClipboard, kCmdEncodeToMail,   kCmdDecodeFromMail,
+    kCmdDecodeFromClipboard, kCmdEncodeToMail,   kCmdDecodeFromMail, kCmdMailSettings,
 };
+
+// Where attachments and the files decoded from mail go "Same as Input File": mail has no
+// directory of its own, and downloads are where received files are looked for.
+std::string DownloadDirectory() {
+    QString directory = QStandardPaths::writableLocation(QStandardPaths::DownloadLocation);
+    if (directory.isEmpty()) {
+        directory = QDir::homePath();
+    }
+    QDir().mkpath(directory);
+    return directory.toStdString();
+}
 
 QStringList LocalFiles(const QMimeData* data) {
     QStringList files;
@@ -117,8 +133,9 @@ void MainWindow::BindCommands() {
         {kCmdSystemEncode, [this] { FileCommand(kDirectionEncode, false); }},
         {kCmdEncodeToClipboard, [this] { FileCommand(kDirectionEncode, true); }},
         {kCmdDecodeFromClipboard, [this] { DecodeFromClipboard(); }},
-        {kCmdEncodeToMail, [this] { NotYetAvailable("Encoding to e-mail"); }},
-        {kCmdDecodeFromMail, [this] { NotYetAvailable("Decoding from e-mail"); }},
+        {kCmdEncodeToMail, [this] { EncodeToMail(); }},
+        {kCmdDecodeFromMail, [this] { DecodeFromMail(); }},
+        {kCmdMailSettings, [this] { MailSettings(); }},
         {kCmdConfigGeneral, [this] { Configure<GeneralConfigDialog>(); }},
         {kCmdConfigEncode, [this] { Configure<EncodeConfigDialog>(); }},
         {kCmdConfigDecode, [this] { Configure<DecodeConfigDialog>(); }},
@@ -297,6 +314,96 @@ void MainWindow::PostMakeAssociations() {
             close();
         },
         Qt::QueuedConnection);
+}
+
+void MainWindow::SetMail(MailSession* session, DesktopMailUi* mailUi) {
+    mail_ = session;
+    mailUi_ = mailUi;
+    ui_.SetMail(session);
+    if (mailUi_ != nullptr) {
+        mailUi_->SetStopCheck([this] { return app_.cancel.Requested(); });
+    }
+}
+
+// Logon and the recipients, with the commands greyed and Cancel live while the mail system
+// works. A mail code.
+int MainWindow::MailLogonAndRecipients(std::vector<MailRecipient>& chosen) {
+    app_.JobBusy = true;
+    app_.cancel.Reset();
+    EnterJobMode(true);
+    int code = mail_->Logon(true, kMailLogonInteractive);
+    if (code == kMailSuccess) {
+        code = mail_->ChooseRecipients(true, {}, chosen);
+    }
+    EnterJobMode(false);
+    app_.cancel.Reset();
+    app_.JobBusy = false;
+    return code;
+}
+
+void MainWindow::EncodeToMail() {
+    if (app_.JobBusy) {
+        return;
+    }
+    if (mail_ == nullptr) {
+        NotYetAvailable("Encoding to e-mail");
+        return;
+    }
+    RunOptions& options = app_.options;
+    options.Recipients.clear();
+    options.EncodeToMail = true;
+    std::vector<MailRecipient> chosen;
+    QStringList files;
+    if (MailLogonAndRecipients(chosen) == kMailSuccess) {
+        app_.job.JobDirection = kDirectionEncode;
+        files = AskInputFiles(
+            this, kDirectionEncode, QString::fromStdString(app_.job.JobInputPath),
+            QString::fromStdString(ChosenDirectory(app_.config, kDirectionEncode)), openMemory_);
+    }
+    if (files.isEmpty()) {
+        mail_->Logoff(false);
+        options.EncodeToMail = false;
+        return;
+    }
+    // Worked as a list, so that its end logs off the session.
+    options.Recipients = std::move(chosen);
+    StartList(files, kDirectionEncode, false);
+}
+
+void MainWindow::DecodeFromMail() {
+    if (app_.JobBusy) {
+        return;
+    }
+    if (mail_ == nullptr || mailUi_ == nullptr) {
+        NotYetAvailable("Decoding from e-mail");
+        return;
+    }
+    const std::string downloads = DownloadDirectory();
+    MailSelectDialog dialog(this, app_, *mail_, *mailUi_, downloads);
+    if (!dialog.Run() || dialog.Files().empty()) {
+        return;
+    }
+    // The temporary files go to the decoder one after another, each removed when decoded.
+    FileListState& list = app_.list;
+    list = FileListState{};
+    list.FileList = dialog.Files();
+    list.FileCount = static_cast<int>(list.FileList.size());
+    list.ListFromUser = true;
+    list.ListFromMail = true;
+    list.TemporaryFiles = true;
+    list.InputDirectory = downloads;
+    listToClipboard_ = false;
+    PostNextFile(kDirectionDecode);
+}
+
+void MainWindow::MailSettings() {
+    if (app_.JobBusy || mail_ == nullptr || mailUi_ == nullptr) {
+        return;
+    }
+    MailProfile profile = mail_->StoredProfile();
+    if (mailUi_->EditMailSettings(profile) && !mail_->StoreProfile(profile)) {
+        ShowMessage(ui_, kMbExclamation, "The e-mail settings could not be saved.");
+    }
 }
 
 void MainWindow::ShowAbout() {

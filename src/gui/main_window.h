@@ -22,7 +22,9 @@ class QMenu;
 
 namespace mandrel {
 
+class DesktopMailUi;
 class JobPanel;
+class MailSession;
 
 class MainWindow : public QMainWindow {
 public:
@@ -57,6 +59,8 @@ public:
     void SetUrlOpener(std::function<bool(const QUrl&)> opener) { openUrl_ = std::move(opener); }
     // Where "&Save as Default" writes a settings group; none: nothing is written.
     void SetSettingsStore(SettingsStore* store) { store_ = store; }
+    // The mail system and the desktop's dialogs for it; none: the mail commands say so.
+    void SetMail(MailSession* session, DesktopMailUi* mailUi);
     // 0 when every file of a command-line list succeeded, 1 otherwise.
     int ExitCode() const { return exitCode_; }
 
@@ -77,6 +81,10 @@ private:
     void DecodeFromClipboard();
     void NotYetAvailable(const char* what);
     int MakeAssociations();
+    void EncodeToMail();
+    void DecodeFromMail();
+    void MailSettings();
+    int MailLogonAndRecipients(std::vector<MailRecipient>& chosen);
     void ShowAbout();
     template <typename Dialog>
     void Configure();
@@ -98,6 +106,8 @@ private:
     bool closing_ = false;
     int exitCode_ = 0;
     SettingsStore* store_ = nullptr;
+    MailSession* mail_ = nullptr;
+    DesktopMailUi* mailUi_ = nullptr;
     std::function<bool(const QUrl&)> openUrl_;
 };
 

@@ -32,6 +32,7 @@
 #include "gui/help_desk.h"
 #include "gui/job_panel.h"
 #include "gui/main_window.h"
+#include "gui/modal_script.h"
 #include "gui/program_start.h"
 #include "gui/url_opener.h"
 #include "platform/qsettings_store.h"
@@ -42,144 +43,16 @@ namespace mandrel {
 namespace {
 
 namespace fs = std::filesystem;
-
-// What a modal box or dialog showed: its caption and its text.
-struct Shown {
-    QString title;
-    QString text;
-};
-
-QString TextOf(QWidget* widget) {
-    if (auto* box = qobject_cast<QMessageBox*>(widget)) {
-        return box->text();
-    }
-    for (const char* id : {"601", "240", "252"}) {
-        if (auto* block = widget->findChild<QTextEdit*>(QString::fromLatin1(id))) {
-            return block->toPlainText();
-        }
-    }
-    return {};
-}
-
-// Answers the modal dialogs of a test as they come up, one step each, and records what each
-// one showed. A dialog nobody answers is closed after a while and counted, so that a test
-// fails instead of hanging.
-class ModalScript {
-public:
-    using Step = std::function<void(QWidget*)>;
-
-    ModalScript() {
-        QObject::connect(&timer_, &QTimer::timeout, [this] { Poll(); });
-        timer_.start(5);
-    }
-    void Add(Step step) { steps_.push_back(std::move(step)); }
-    void Add(std::initializer_list<Step> steps) {
-        for (const Step& step : steps) {
-            steps_.push_back(step);
-        }
-    }
-    std::vector<Shown> shown;
-    int unanswered = 0;
-    std::size_t Pending() const { return steps_.size(); }
-
-private:
-    void Poll() {
-        QWidget* modal = QApplication::activeModalWidget();
-        if (modal != nullptr && modal == last_ && modal->isVisible()) {
-            // A step that failed left its dialog up: close it, so the test ends.
-            if (handled_.elapsed() > 3000) {
-                ++unanswered;
-                qobject_cast<QDialog*>(modal)->reject();
-            }
-            return;
-        }
-        if (modal == nullptr || !modal->isVisible()) {
-            return;
-        }
-        if (steps_.empty()) {
-            if (!waiting_.isValid()) {
-                waiting_.start();
-            } else if (waiting_.elapsed() > 3000) {
-                ++unanswered;
-                last_ = modal;
-                waiting_.invalidate();
-                shown.push_back({modal->windowTitle(), TextOf(modal)});
-                qobject_cast<QDialog*>(modal)->reject();
-            }
-            return;
-        }
-        waiting_.invalidate();
-        last_ = modal;
-        handled_.start();
-        shown.push_back({modal->windowTitle(), TextOf(modal)});
-        const Step step = steps_.front();
-        steps_.pop_front();
-        step(modal);
-    }
-
-    QTimer timer_;
-    std::deque<Step> steps_;
-    QPointer<QWidget> last_;
-    QElapsedTimer waiting_;
-    QElapsedTimer handled_;
-};
-
-// Steps for the usual answers.
-ModalScript::Step Press(QMessageBox::StandardButton which) {
-    return [which](QWidget* widget) {
-        auto* box = qobject_cast<QMessageBox*>(widget);
-        QVERIFY2(box != nullptr, qPrintable(widget->metaObject()->className() + QLatin1Char(' ') +
-                                            widget->windowTitle()));
-        box->button(which)->click();
-    };
-}
-ModalScript::Step Click(int id) {
-    return [id](QWidget* widget) {
-        auto* button = widget->findChild<QPushButton*>(QString::number(id));
-        QVERIFY2(button != nullptr, qPrintable(QString::number(id)));
-        button->click();
-    };
-}
-ModalScript::Step Key(Qt::Key key) {
-    return [key](QWidget* widget) { QTest::keyClick(widget, key); };
-}
-// Types names into a file dialog's name field, as a user does. (selectFile would leave the field
-// alone while it has the focus and the dialog's list, filled by a thread of its own, does not
-// hold the file yet.)
-void TypeNames(QFileDialog& dialog, const QStringList& paths) {
-    dialog.setDirectory(QFileInfo(paths.front()).absolutePath());
-    QStringList names;
-    for (const QString& path : paths) {
-        const QString name = QFileInfo(path).fileName();
-        names.append(paths.size() == 1 ? name : QLatin1Char('"') + name + QLatin1Char('"'));
-    }
-    dialog.findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))
-        ->setText(names.join(QLatin1Char(' ')));
-}
-ModalScript::Step ChooseFiles(const QStringList& paths) {
-    return [paths](QWidget* widget) {
-        auto* dialog = qobject_cast<QFileDialog*>(widget);
-        QVERIFY(dialog != nullptr);
-        TypeNames(*dialog, paths);
-        static_cast<QDialog*>(dialog)->accept();
-    };
-}
-// Accepts a save dialog with the name it proposes, after checking its title and that name.
-ModalScript::Step AcceptProposed(const QString& title, const QString& path) {
-    return [title, path](QWidget* widget) {
-        QCOMPARE(widget->windowTitle(), title);
-        auto* dialog = qobject_cast<QFileDialog*>(widget);
-        QCOMPARE(dialog->selectedFiles().value(0), path);
-        static_cast<QDialog*>(dialog)->accept();
-    };
-}
-ModalScript::Step CancelDialog() {
-    return [](QWidget* widget) { qobject_cast<QDialog*>(widget)->reject(); };
-}
-
-QString Q(const std::string& text) {
-    return QString::fromStdString(text);
-}
+using test::AcceptProposed;
+using test::CancelDialog;
+using test::ChooseFiles;
+using test::Click;
+using test::Key;
+using test::ModalScript;
+using test::Press;
+using test::Q;
+using test::Shown;
+using test::TypeNames;
 
 class MainWindowTest : public QObject {
     Q_OBJECT
