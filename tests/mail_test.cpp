@@ -523,5 +523,101 @@ TEST_F(Mail, WithoutAKeyringThePasswordIsAskedEachTime) {
     }
 }
 
+// What the list shows of messages others sent, and what "&Decode" makes of them: attachments
+// saved under safe names (a nameless one as "DontKnow.Yet"), a message with both text and
+// attachments giving only its attachments, the text of the others joined for the decoder.
+TEST(MailboxMessages, AttachmentsAreSavedSafelyAndTextGoesToTheDecoder) {
+    test::TempDir dir;
+    const std::string uue = "begin 644 note.txt\n#:&D*\n`\nend\n";
+    test::WriteFile(
+        dir.File("inbox.mbox"),
+        "From bea@example.org Mon Nov 23 11:02:00 2026\n"
+        "From: =?UTF-8?Q?B=C3=A9a?= <bea@example.org>\nSubject: Minutes\nMIME-Version: 1.0\n"
+        "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\n"
+        "See the files.\n--b\nContent-Type: application/octet-stream\n"
+        "Content-Disposition: attachment; filename=\"../../evil.txt\"\n"
+        "Content-Transfer-Encoding: base64\n\naGVsbG8=\n--b\n"
+        "Content-Type: application/octet-stream\nContent-Disposition: attachment\n\nno name\n"
+        "--b--\n\n"
+        "From carl@example.net Mon Nov 23 12:30:00 2026\n"
+        "From: carl@example.net\nSubject: Part 1\nMIME-Version: 1.0\n"
+        "Content-Type: multipart/alternative; boundary=a\n\n--a\nContent-Type: text/plain\n"
+        "Content-Transfer-Encoding: quoted-printable\n\n" +
+            uue +
+            "--a\nContent-Type: text/html\n\n<p>html</p>\n--a--\n\n"
+            "From dan@example.net Mon Nov 23 12:31:00 2026\n"
+            "Subject: Part 2\n\n>From here on, plain.\n");
+    ScriptedUi ui;
+    class NoDialogs : public MailUi {
+        bool EditMailSettings(MailProfile& /*profile*/) override { return true; }
+        std::optional<std::string> AskPassword(const std::string& /*prompt*/) override {
+            return std::nullopt;
+        }
+        std::optional<std::vector<std::string>> ChooseRecipients(
+            const std::vector<std::string>& offered,
+            const std::vector<std::string>& /*recent*/) override {
+            return offered;
+        }
+        bool KeepWaiting() override { return true; }
+    } dialogs;
+    test::MemoryPasswords passwords;
+    QSettingsStore store(dir.File("config"));
+    MailSession session(ui, dialogs, store, "Software\\Quorvane, Inc.\\Mandrel32\\Mail", passwords);
+    MailProfile profile;
+    profile.mailbox = MailboxKind::Mbox;
+    profile.mbox = dir.File("inbox.mbox");
+    profile.sender = "anna@example.org";
+    ASSERT_TRUE(session.StoreProfile(profile));
+    ASSERT_EQ(session.LogonToMailbox(true, kMailLogonInteractive), kMailSuccess);
+
+    std::vector<MessageSummary> listed;
+    std::string id;
+    for (bool first = true; session.FindNextMessage(true, first, id, id) == kMailSuccess;
+         first = false) {
+        ASSERT_EQ(session.ReadMessage(true, id, listed.emplace_back()), kMailSuccess);
+    }
+    ASSERT_EQ(listed.size(), 3U);
+    EXPECT_EQ(listed[0].from,
+              "B\xC3\xA9"
+              "a");
+    EXPECT_EQ(listed[0].type, "multipart/mixed");
+    EXPECT_TRUE(listed[0].hasAttachments);
+    EXPECT_EQ(listed[0].received, ReceivedText(listed[0].received.empty() ? 0 : [] {
+                  std::tm parts{};
+                  parts.tm_year = 126;
+                  parts.tm_mon = 10;
+                  parts.tm_mday = 23;
+                  parts.tm_hour = 11;
+                  parts.tm_min = 2;
+                  parts.tm_isdst = -1;
+                  return std::mktime(&parts);
+              }()));
+    EXPECT_EQ(listed[1].type, "multipart/alternative");
+    EXPECT_FALSE(listed[1].hasAttachments);
+    EXPECT_EQ(listed[2].from, "");
+    EXPECT_EQ(listed[2].type, "");
+
+    AppState app(ui, ui);
+    app.files.BufFileInit(10, 16384);
+    app.config.usedefaultnames = 1;
+    fs::create_directories(dir.path() / "saved");
+    const TakenMessages taken = TakeMessages(
+        app, session, {listed[0].id, listed[1].id, listed[2].id}, dir.File("saved"), true);
+    app.files.BufFileShutdown();
+    EXPECT_EQ(ui.MessageTexts(), std::vector<std::string>{});
+    EXPECT_TRUE(taken.anythingDone);
+    EXPECT_EQ(test::ListDirectory(dir.path() / "saved"), "DontKnow.Yet evil.txt");
+    EXPECT_EQ(test::ReadFile(dir.File("saved/evil.txt")), "hello");
+    // (The line end before a MIME boundary belongs to the boundary.)
+    EXPECT_EQ(test::ReadFile(dir.File("saved/DontKnow.Yet")), "no name");
+    // The two text messages, joined: each after its subject line and three line ends, the
+    // mbox's escape of "From " undone.
+    ASSERT_EQ(taken.textFiles.size(), 1U);
+    EXPECT_EQ(test::ReadFile(taken.textFiles[0]),
+              "\r\n\r\nSubject: Part 1\r\n\r\n\r\n" + uue.substr(0, uue.size() - 1) +
+                  "\r\n\r\nSubject: Part 2\r\n\r\n\r\nFrom here on, plain.\n");
+    std::remove(taken.textFiles[0].c_str());
+}
+
 }  // namespace
 }  // namespace mandrel

@@ -53,7 +53,7 @@ QIcon IconFor(const MessageSummary& summary, const QStyle* style) {
     }
     if (summary.hasAttachments) {
         return QIcon::fromTheme(QStringLiteral("mail-attachment"),
-                                style->standardIcon(QStyle::SP_DirLinkIcon));
+                                style->standardIcon(QStyle::SP_FileLinkIcon));
     }
     return QIcon::fromTheme(QStringLiteral("mail-message"),
                             style->standardIcon(QStyle::SP_FileIcon));

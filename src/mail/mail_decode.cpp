@@ -32,9 +32,10 @@ void SaveAttachments(JobContext& app, const MessageContent& content,
         if (output < 0) {
             continue;
         }
-        const bool written = app.files.BufFileWrite(output, attachment.bytes) ==
-                                 static_cast<long>(attachment.bytes.size()) &&
-                             app.files.BufFileClose(output) == 0;
+        const bool wrote = app.files.BufFileWrite(output, attachment.bytes) ==
+                           static_cast<long>(attachment.bytes.size());
+        const bool closed = app.files.BufFileClose(output);
+        const bool written = wrote && closed;
         if (!written) {
             ShowSystemError(app.ui, app.files.LastError(), kMbExclamation,
                             "Saving Attachment %s Failed because\r\n", attachment.fileName.c_str());

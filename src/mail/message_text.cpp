@@ -196,11 +196,13 @@ void SummarizeHeader(std::string_view header, MessageSummary& summary) {
     }
     summary.from = DisplayFrom(message.get());
     GMimeObject* object = GMIME_OBJECT(message.get());
+    // A message's Content-Type belongs to its MIME part, which a header alone still has.
+    GMimeObject* part = g_mime_message_get_mime_part(message.get());
     if (const char* type = g_mime_object_get_header(object, kMessageTypeHeader)) {
         summary.type = type;
-    } else if (g_mime_object_get_header(object, "Content-Type") != nullptr) {
-        GMimeContentType* content = g_mime_object_get_content_type(object);
-        const std::unique_ptr<char, GFree> media(g_mime_content_type_get_mime_type(content));
+    } else if (part != nullptr && g_mime_object_get_header(part, "Content-Type") != nullptr) {
+        const std::unique_ptr<char, GFree> media(
+            g_mime_content_type_get_mime_type(g_mime_object_get_content_type(part)));
         summary.type = media.get();
     }
     summary.hasAttachments = summary.type == "multipart/mixed";

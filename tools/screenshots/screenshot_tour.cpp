@@ -1,5 +1,6 @@
 // Photographs the desktop program under a real X server: the idle window, the window during a
-// job with Cancel showing, each question the decoder asks and a report box. Run by
+// job with Cancel showing, each question the decoder asks, a report box, the configuration and
+// version dialogs, and the e-mail dialogs. Run by
 // tools/take-screenshots.sh under Xvfb with a window manager, so that frames and titles show.
 //
 //   mandrel32_screenshot_tour OUTPUT_DIRECTORY HELP_DOCUMENT
@@ -12,15 +13,21 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QTimer>
+#include <QTreeWidget>
 #include <QtTest>
 #include <deque>
 #include <functional>
 
 #include "gui/commands.h"
+#include "gui/desktop_mail_ui.h"
 #include "gui/job_panel.h"
 #include "gui/main_window.h"
 #include "gui/program_icon.h"
+#include "mail/mail_session.h"
+#include "mail/message_text.h"
+#include "platform/qsettings_store.h"
 #include "support/encoded_text.h"
+#include "support/memory_passwords.h"
 #include "support/test_files.h"
 
 namespace mandrel {
@@ -141,6 +148,40 @@ std::string Damaged(const std::string& text) {
     return damaged;
 }
 
+// A mailbox as people have them: the three parts the program sent for a file, a message with
+// an attachment and a plain one, as an mbox file.
+std::string SampleMailbox(const std::filesystem::path& work) {
+    test::EncodeSettings settings;
+    settings.format = kSimTel;
+    settings.outputSize = 20000;
+    const std::vector<std::string> parts =
+        test::EncodeParts(work, "holiday.jpg", test::RandomBytes(6, 40000), settings);
+    std::string mbox;
+    const auto add = [&mbox](const std::string& day, const std::string& message) {
+        mbox += "From sender@example.org " + day + "\n" + message + "\n";
+    };
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        MailMessage message;
+        message.subject = "* Mandrel32 *; UU; holiday.jpg; " + std::to_string(i + 1) + " of " +
+                          std::to_string(parts.size());
+        message.noteText = parts[i];
+        message.messageType = "Mandrel32";
+        message.recipients = {{"anna@example.org", "SMTP:anna@example.org"}};
+        add("Mon Nov 23 09:1" + std::to_string(i) + ":00 2026",
+            BuildMessageText(message, {"Mandrel", "bob@example.org"}, 1795475400, "\n"));
+    }
+    add("Mon Nov 23 11:02:00 2026",
+        "From: Bea Example <bea@example.org>\nSubject: Minutes of Friday\nMIME-Version: 1.0\n"
+        "Content-Type: multipart/mixed; boundary=b\n\n--b\nContent-Type: text/plain\n\n"
+        "Here they are.\n--b\nContent-Type: application/pdf; name=minutes.pdf\n"
+        "Content-Disposition: attachment; filename=minutes.pdf\nContent-Transfer-Encoding: "
+        "base64\n\nJVBERi0xLjQK\n--b--\n");
+    add("Mon Nov 23 12:30:00 2026",
+        "From: Carl <carl@example.net>\nSubject: Lunch?\nContent-Type: text/plain\n\n"
+        "One o'clock at the usual place?\n");
+    return mbox;
+}
+
 int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     test::TempDir work;
     const auto file = [&work](const std::string& name, const std::string& bytes) {
@@ -254,6 +295,55 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     tour.Expect(QStringLiteral("report-associations-error"), PressOk);
     tour.Expect({}, Reject);
     window.Command(kCmdConfigGeneral);
+    WaitFor(tour);
+
+    // E-mail: the settings, the recipients and the message list.
+    QSettingsStore store;
+    test::MemoryPasswords passwords;
+    DesktopMailUi mailUi(&window, passwords, window.Ui(), window.Help());
+    MailSession mail(window.Ui(), mailUi, store, "Software\\Quorvane, Inc.\\Mandrel32\\Mail",
+                     passwords);
+    window.SetMail(&mail, &mailUi);
+    MailProfile profile = DefaultMailProfile();
+    profile.sender = "anna@example.org";
+    profile.transport = MailTransport::Smtp;
+    profile.smtp = {"mail.example.org", 587, MailSecurity::StartTls, "anna"};
+    profile.mailbox = MailboxKind::Imap;
+    profile.imap = {"mail.example.org", 993, MailSecurity::Tls, "anna"};
+    profile.recent = {"bob@example.org", "bea@example.org", "carl@example.net"};
+    mail.StoreProfile(profile);
+    tour.Expect(QStringLiteral("mail-settings"), Reject);
+    window.Command(kCmdMailSettings);
+    WaitFor(tour);
+
+    profile.transport = MailTransport::Sendmail;
+    profile.sendmailCommand = "/bin/true";
+    profile.mailbox = MailboxKind::Mbox;
+    profile.mbox = file("inbox.mbox", SampleMailbox(work.path()));
+    mail.StoreProfile(profile);
+    tour.Expect({}, [&tour](QWidget* w) {
+        w->findChild<QLineEdit*>(QStringLiteral("to"))
+            ->setText(QStringLiteral("bob@example.org, carl@example.net"));
+        Settle();
+        tour.Shoot(QStringLiteral("mail-recipients"), w);
+        Reject(w);
+    });
+    window.Command(kCmdEncodeToMail);
+    WaitFor(tour);
+    tour.Expect({}, [&tour](QWidget* w) {
+        auto* list = w->findChild<QTreeWidget*>(QStringLiteral("261"));
+        // The list fills once the dialog shows.
+        while (list->topLevelItemCount() < 5) {
+            Settle(50);
+        }
+        for (int i = 0; i < 3; ++i) {
+            list->topLevelItem(i)->setSelected(true);
+        }
+        Settle();
+        tour.Shoot(QStringLiteral("mail-messages"), w);
+        Click(w, 2);
+    });
+    window.Command(kCmdDecodeFromMail);
     WaitFor(tour);
 
     // The open dialog, its filter showing the encoded files only.
