@@ -81,10 +81,19 @@ class Mail : public ::testing::Test {
 protected:
     Mail() : store(dir.File("config")), session(ui, dialogs, store, kProfileKey, passwords) {}
 
-    static constexpr const char* kProfileKey = "Software\\Quorvane, Inc.\\Mandrel32\\Mail";
+    static constexpr const char* kProfileKey = R"(Software\Quorvane, Inc.\Mandrel32\Mail)";
 
     MailServer Server(int port, MailSecurity security, bool login = true) const {
         return {"127.0.0.1", port, security, login ? MailServers::kUser : ""};
+    }
+    // Sending through one of the SMTP server's listeners, as the tester.
+    MailProfile SmtpProfile(int port, MailSecurity security) const {
+        MailProfile profile;
+        profile.transport = MailTransport::Smtp;
+        profile.smtp = Server(port, security);
+        profile.sender = "tester@example.org";
+        profile.caFile = servers.CertFile();
+        return profile;
     }
     // A profile saved as the settings dialog would save it.
     void Use(MailProfile profile) {
@@ -99,7 +108,7 @@ protected:
     }
 
     // Encodes bytes as SimTel parts and mails them to the recipients, as "-N -Eu -M..." does.
-    std::vector<JobOutcome> MailFile(const std::string& bytes, std::vector<std::string> to) {
+    std::vector<JobOutcome> MailFile(const std::string& bytes, const std::vector<std::string>& to) {
         const std::string path = dir.File("photo.jpg");
         test::WriteFile(path, bytes);
         AppState app(ui, ui);
@@ -136,6 +145,7 @@ protected:
     // Takes the messages as "&Decode" does and decodes the temporary file they became.
     std::string DecodeMessages(const std::vector<MessageSummary>& listed) {
         std::vector<std::string> ids;
+        ids.reserve(listed.size());
         for (const MessageSummary& summary : listed) {
             ids.push_back(summary.id);
         }
@@ -191,7 +201,7 @@ protected:
 
 TEST_F(Mail, PartsGoOutAsMessagesAndComeBackFromEveryMailbox) {
     ASSERT_EQ(servers.Error(), "");
-    const std::string bytes = test::RandomBytes(10, 100 * 1024);
+    const std::string bytes = test::RandomBytes(10, std::size_t{100} * 1024);
     const std::string msmtp = "msmtp --host=127.0.0.1 --port=" + std::to_string(servers.smtpPort) +
                               " --from=tester@example.org --auth=off --tls=off";
     struct Case {
@@ -459,12 +469,7 @@ TEST_F(Mail, APasswordTypedOnceIsKeptInTheDesktopKeyring) {
     ASSERT_EQ(servers.Error(), "");
     KeyringPasswords keyring("Mandrel32");
     MailSession keyed(ui, dialogs, store, kProfileKey, keyring);
-    MailProfile profile;
-    profile.transport = MailTransport::Smtp;
-    profile.smtp = Server(servers.smtpStartTlsPort, MailSecurity::StartTls);
-    profile.sender = "tester@example.org";
-    profile.caFile = servers.CertFile();
-    ASSERT_TRUE(keyed.StoreProfile(profile));
+    ASSERT_TRUE(keyed.StoreProfile(SmtpProfile(servers.smtpStartTlsPort, MailSecurity::StartTls)));
     const std::string account =
         PasswordAccount("smtp", MailServers::kUser, "127.0.0.1", servers.smtpStartTlsPort);
     keyring.Forget(account);
@@ -501,12 +506,7 @@ TEST_F(Mail, WithoutAKeyringThePasswordIsAskedEachTime) {
     const test::ScopedEnv noDisplay("DISPLAY", "");
     KeyringPasswords keyring("Mandrel32");
     MailSession keyless(ui, dialogs, store, kProfileKey, keyring);
-    MailProfile profile;
-    profile.transport = MailTransport::Smtp;
-    profile.smtp = Server(servers.smtpTlsPort, MailSecurity::Tls);
-    profile.sender = "tester@example.org";
-    profile.caFile = servers.CertFile();
-    ASSERT_TRUE(keyless.StoreProfile(profile));
+    ASSERT_TRUE(keyless.StoreProfile(SmtpProfile(servers.smtpTlsPort, MailSecurity::Tls)));
     dialogs.password = MailServers::kPassword;
     for (int logon = 1; logon <= 2; ++logon) {
         ui.messages.clear();
@@ -562,7 +562,7 @@ TEST(MailboxMessages, AttachmentsAreSavedSafelyAndTextGoesToTheDecoder) {
     } dialogs;
     test::MemoryPasswords passwords;
     QSettingsStore store(dir.File("config"));
-    MailSession session(ui, dialogs, store, "Software\\Quorvane, Inc.\\Mandrel32\\Mail", passwords);
+    MailSession session(ui, dialogs, store, R"(Software\Quorvane, Inc.\Mandrel32\Mail)", passwords);
     MailProfile profile;
     profile.mailbox = MailboxKind::Mbox;
     profile.mbox = dir.File("inbox.mbox");

@@ -18,8 +18,4 @@ public:
     virtual void Forget(const std::string& account) = 0;
 };
 
-// The account a server's password is kept under: "smtp:user@host:port".
-std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
-                            int port);
-
 }  // namespace mandrel

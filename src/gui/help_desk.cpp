@@ -8,7 +8,7 @@ namespace mandrel {
 
 namespace {
 
-constexpr std::array<const char*, 14> kKeywords = {
+constexpr std::array<const char*, 15> kKeywords = {
     "Procedures",
     "Keyboard",
     "Commands",
@@ -19,6 +19,7 @@ constexpr std::array<const char*, 14> kKeywords = {
     "Encoding Configuration",
     "Decoding Configuration",
     "Check Version",
+    "E-mail Settings",
     "invalid checksum",
     "invalid data",
     "unknown multipart",

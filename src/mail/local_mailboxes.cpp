@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 // A message's header is what comes before its first empty line; a header longer than this is
 // no header the list needs whole.
-constexpr std::size_t kMaxHeader = 256 * 1024;
+constexpr std::size_t kMaxHeader = std::size_t{256} * 1024;
 
 bool IsEmptyLine(std::string_view line) {
     return line.empty() || line == "\r";

@@ -187,6 +187,7 @@ int MailSession::Logoff(bool report) {
 int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>& offered,
                                   std::vector<MailRecipient>& chosen) {
     std::vector<std::string> addresses;
+    addresses.reserve(offered.size());
     for (const MailRecipient& recipient : offered) {
         addresses.push_back(RecipientAddress(recipient));
     }
@@ -200,6 +201,7 @@ int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>&
         return kMailUserAbort;
     }
     chosen.clear();
+    chosen.reserve(picked->size());
     for (const std::string& address : *picked) {
         chosen.push_back({address, "SMTP:" + address});
     }
@@ -220,6 +222,7 @@ int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>&
 int MailSession::Send(const MailMessage& message, bool report) {
     report = report || reportAlways_;
     std::vector<std::string> to;
+    to.reserve(message.recipients.size());
     for (const MailRecipient& recipient : message.recipients) {
         to.push_back(RecipientAddress(recipient));
     }

@@ -76,6 +76,7 @@ int SendBySmtp(const ServerAccess& access, const std::string& from,
         return kMailInsufficientMemory;
     }
     std::vector<std::string> angled;
+    angled.reserve(to.size());
     for (const std::string& address : to) {
         angled.push_back("<" + address + ">");
     }

@@ -44,7 +44,7 @@ using test::ModalScript;
 using test::Press;
 using test::Q;
 
-constexpr const char* kProfileKey = "Software\\Quorvane, Inc.\\Mandrel32\\Mail";
+constexpr const char* kProfileKey = R"(Software\Quorvane, Inc.\Mandrel32\Mail)";
 
 QLineEdit* Edit(QWidget* dialog, const char* name) {
     return dialog->findChild<QLineEdit*>(QString::fromLatin1(name));
@@ -68,7 +68,8 @@ private slots:
     void thousandsOfMessagesListWithTheWindowAliveAndCancelHonoured();
     void theCommandLineMailsWithoutQuestions();
 
-private:
+    // Not slots: Qt Test would run these as tests.
+private:  // NOLINT(readability-redundant-access-specifiers)
     void PressKey(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         window_->activateWindow();
         QVERIFY(QTest::qWaitForWindowActive(window_.get()));
@@ -212,7 +213,7 @@ void MailWindowTest::aFileGoesOutAsPartsAndComesBackThroughTheMessageList() {
     config.encodetype = kSimTel;
     config.encodeoutputsize = 50000;
     config.encodechecksum = 1;
-    const std::string bytes = test::RandomBytes(12, 100 * 1024);
+    const std::string bytes = test::RandomBytes(12, std::size_t{100} * 1024);
     const std::string photo = dir_->File("photo.jpg");
     test::WriteFile(photo, bytes);
 
@@ -324,7 +325,7 @@ void MailWindowTest::thousandsOfMessagesListWithTheWindowAliveAndCancelHonoured(
     // the listing's letting events through, and must not wait there.
     script_->Add([&](QWidget* dialog) {
         auto* list = dialog->findChild<QTreeWidget*>(QStringLiteral("261"));
-        auto* check = new QTimer(dialog);
+        auto* check = new QTimer(dialog);  // NOLINT(cppcoreguidelines-owning-memory): the dialog's
         connect(check, &QTimer::timeout, dialog, [&, list, check, dialog] {
             if (list->topLevelItemCount() < kMessages ||
                 !window_->Panel()->StatusLine()->text().isEmpty()) {

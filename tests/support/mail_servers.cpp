@@ -133,8 +133,10 @@ int MailServers::UnusedPort() {
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     socklen_t size = sizeof address;
-    ::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
-    ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
+    // The system's choice of a free port is what is wanted; a failure gives port 0, which no
+    // server gets to listen on, and the fixture says so.
+    (void)::bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    (void)::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
     ::close(fd);
     return ntohs(address.sin_port);
 }
@@ -221,6 +223,7 @@ bool MailServers::StartSmtp() {
         ::dup2(log, STDOUT_FILENO);
         ::dup2(log, STDERR_FILENO);
         std::vector<char*> argv;
+        argv.reserve(args.size() + 1);
         for (std::string& arg : args) {
             argv.push_back(arg.data());
         }

@@ -301,7 +301,7 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     QSettingsStore store;
     test::MemoryPasswords passwords;
     DesktopMailUi mailUi(&window, passwords, window.Ui(), window.Help());
-    MailSession mail(window.Ui(), mailUi, store, "Software\\Quorvane, Inc.\\Mandrel32\\Mail",
+    MailSession mail(window.Ui(), mailUi, store, R"(Software\Quorvane, Inc.\Mandrel32\Mail)",
                      passwords);
     window.SetMail(&mail, &mailUi);
     MailProfile profile = DefaultMailProfile();
