@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <deque>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -351,6 +352,65 @@ TEST_F(JobApi, ListsAreWorkedThroughJobByJob) {
     EXPECT_EQ(joined[0].result, kResultDone);
     EXPECT_TRUE(test::ReadFile(a) == test::RandomBytes(3, 2000));
     EXPECT_TRUE(app.QuitRequested);
+}
+
+// A command line that mails its files: logon before the first file (flags 66 when it named the
+// recipients, 3 when they are to be chosen), the recipients offered, one message per part,
+// logoff at the end of the list; a logon or recipient choice that fails ends the program
+// without encoding (a logon failure the mail system already said, code 3, does not).
+TEST_F(JobApi, ACommandLineMailJobLogsOnFirstAndOffLast) {
+    const std::string a = Input("a.bin", test::RandomBytes(5, 1000));
+    const std::string b = Input("b.bin", test::RandomBytes(6, 1000));
+    struct Case {
+        const char* what;
+        int encode;  // CmdLineEncode: 1 named recipients, 2 chosen
+        Names recipients;
+        std::deque<int> logon;
+        std::deque<int> choice;
+        Names steps;
+        std::size_t sent;
+        bool quit;
+    };
+    const Case cases[] = {
+        {"named", 1, {"alice", "bob"}, {}, {}, {"logon 66", "recipients 2", "logoff"}, 2, true},
+        {"to be chosen", 2, {}, {}, {}, {"logon 3", "recipients 0", "logoff"}, 2, true},
+        {"logon said it failed",
+         1,
+         {"alice"},
+         {3},
+         {},
+         {"logon 66", "recipients 1", "logoff"},
+         2,
+         true},
+        {"no network", 1, {"alice"}, {23}, {}, {"logon 66"}, 0, true},
+        {"recipients cancelled", 2, {}, {}, {1}, {"logon 3", "recipients 0"}, 0, true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        ui.mailSteps.clear();
+        ui.sentMail.clear();
+        ui.logonResults = c.logon;
+        ui.recipientResults = c.choice;
+        app.QuitRequested = false;
+        app.options.CmdLineEncode = c.encode;
+        app.options.EncodeToMail = true;
+        app.options.Interactive = 0;
+        app.options.Recipients.clear();
+        for (const std::string& name : c.recipients) {
+            app.options.Recipients.push_back({name, "SMTP:" + name});
+        }
+        app.list = {{a, b}, 2, 0, false, false};
+        RunFileList(app);
+        EXPECT_EQ(ui.mailSteps, c.steps);
+        ASSERT_EQ(ui.sentMail.size(), c.sent);
+        if (c.sent > 0) {
+            EXPECT_EQ(ui.sentMail[0].recipients.size(), c.recipients.size());
+            EXPECT_EQ(ui.sentMail[1].subject, "* Mandrel32 *; UU; b.bin; 1 of 1");
+        }
+        EXPECT_EQ(app.QuitRequested, c.quit);
+        EXPECT_FALSE(app.options.EncodeToMail);
+        EXPECT_EQ(app.list.FileCount, 0);
+    }
 }
 
 }  // namespace
