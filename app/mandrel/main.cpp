@@ -10,17 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "console_mail_ui.h"
+#include "console_mail.h"
 #include "console_options.h"
 #include "core/format.h"
 #include "core/output_files.h"
 #include "core/text_util.h"
 #include "core/version_strings.h"
-#include "mail/mail_session.h"
 #include "platform/console_ui.h"
 #include "platform/data_directories.h"
 #include "platform/file_associations.h"
-#include "platform/keyring_passwords.h"
 #include "platform/program_path.h"
 #include "platform/qsettings_store.h"
 #include "shell/app_state.h"
@@ -242,6 +240,14 @@ int RunList(AppState& app, bool quiet, const StandardStreams& streams) {
     return warned ? kExitWarnings : kExitSuccess;
 }
 
+// Where the console's modules lie: the installation's lib/mandrel, found from the program's own
+// directory (the build tree is laid out the same way).
+std::string ModuleDirectory() {
+    return (std::filesystem::path(ProgramPath(nullptr)).parent_path() / MANDREL_MODULE_DIRECTORY)
+        .lexically_normal()
+        .string();
+}
+
 // The R switch: the desktop program beside this one becomes the handler of encoded files, since
 // opening a file from the desktop wants a window; fullpath in the settings names it too.
 int MakeAssociations(AppState& app, QSettingsStore& store, UserPort& ui) {
@@ -291,13 +297,6 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
     ui.SetProductName(app.identity.productName);
     ui.SetVerbose(options.verbose);
 
-    // Mail for the M switch: the profile the desktop program saved, the desktop's keyring.
-    KeyringPasswords passwords(app.identity.internalName);
-    ConsoleMailUi mailUi(ui, [&app] { return !app.cancel.Requested(); });
-    MailSession mail(ui, mailUi, store, MailProfileKey(app.identity.SettingsKey), passwords);
-    mail.ReportAlways(true);
-    ui.SetMail(&mail);
-
     SettingChanges changes;
     if (const auto error = ApplySettingOptions(options, app.config, changes)) {
         ui.Message(kMbStop, *error);
@@ -320,6 +319,21 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
         app.options.Interactive = 0;
     }
     ui.SetAllowQuestions(app.options.Interactive != 0 && ::isatty(STDIN_FILENO) != 0);
+
+    // Mail for the M switch, from its module: the profile the desktop program saved, the
+    // desktop's keyring.
+    LoadedConsoleMail mail;
+    if (app.options.EncodeToMail) {
+        const ConsoleMailSetup setup{&ui, &store, app.identity.SettingsKey,
+                                     app.identity.internalName,
+                                     [&app] { return !app.cancel.Requested(); }};
+        std::string why;
+        if (mail.Load(ModuleDirectory(), setup, why)) {
+            ui.SetMail(mail.Port());
+        } else {
+            ShowMessage(ui, kMbStop, "E-mail cannot be sent: %s", why.c_str());
+        }
+    }
 
     int status = kExitSuccess;
     StandardStreams streams;

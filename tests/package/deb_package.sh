@@ -40,6 +40,7 @@ expected=(
     ./usr/share/applications/mandrel32.desktop
     ./usr/share/mime/packages/mandrel32.xml
     ./usr/share/mandrel32/mandrel32.html
+    ./usr/lib/mandrel/mandrel-console-mail.so
     ./usr/share/man/man1/mandrel.1.gz ./usr/share/man/man1/mandrel32.1.gz
     ./usr/share/icons/hicolor/scalable/apps/mandrel32.svg
 )
