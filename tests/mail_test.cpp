@@ -24,6 +24,7 @@
 #include "mail/mail_decode.h"
 #include "mail/mail_session.h"
 #include "mail/mail_ui.h"
+#include "platform/child_process.h"
 #include "platform/keyring_passwords.h"
 #include "platform/qsettings_store.h"
 #include "platform/scripted_ui.h"
@@ -79,7 +80,9 @@ using test::MemoryPasswords;
 
 class Mail : public ::testing::Test {
 protected:
-    Mail() : store(dir.File("config")), session(ui, dialogs, store, kProfileKey, passwords) {}
+    Mail()
+        : store(dir.File("config")),
+          session(ui, dialogs, store, kProfileKey, passwords, programs) {}
 
     static constexpr const char* kProfileKey = R"(Software\Quorvane, Inc.\Mandrel32\Mail)";
 
@@ -195,6 +198,7 @@ protected:
     ScriptedUi ui;
     ScriptedMailUi dialogs;
     MemoryPasswords passwords;
+    SystemPrograms programs;
     QSettingsStore store;
     MailSession session;
 };
@@ -468,7 +472,7 @@ TEST_F(Mail, APasswordTypedOnceIsKeptInTheDesktopKeyring) {
     }
     ASSERT_EQ(servers.Error(), "");
     KeyringPasswords keyring("Mandrel32");
-    MailSession keyed(ui, dialogs, store, kProfileKey, keyring);
+    MailSession keyed(ui, dialogs, store, kProfileKey, keyring, programs);
     ASSERT_TRUE(keyed.StoreProfile(SmtpProfile(servers.smtpStartTlsPort, MailSecurity::StartTls)));
     const std::string account =
         PasswordAccount("smtp", MailServers::kUser, "127.0.0.1", servers.smtpStartTlsPort);
@@ -505,7 +509,7 @@ TEST_F(Mail, WithoutAKeyringThePasswordIsAskedEachTime) {
     const test::ScopedEnv noBus("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent");
     const test::ScopedEnv noDisplay("DISPLAY", "");
     KeyringPasswords keyring("Mandrel32");
-    MailSession keyless(ui, dialogs, store, kProfileKey, keyring);
+    MailSession keyless(ui, dialogs, store, kProfileKey, keyring, programs);
     ASSERT_TRUE(keyless.StoreProfile(SmtpProfile(servers.smtpTlsPort, MailSecurity::Tls)));
     dialogs.password = MailServers::kPassword;
     for (int logon = 1; logon <= 2; ++logon) {
@@ -562,7 +566,9 @@ TEST(MailboxMessages, AttachmentsAreSavedSafelyAndTextGoesToTheDecoder) {
     } dialogs;
     test::MemoryPasswords passwords;
     QSettingsStore store(dir.File("config"));
-    MailSession session(ui, dialogs, store, R"(Software\Quorvane, Inc.\Mandrel32\Mail)", passwords);
+    const SystemPrograms programs;
+    MailSession session(ui, dialogs, store, R"(Software\Quorvane, Inc.\Mandrel32\Mail)", passwords,
+                        programs);
     MailProfile profile;
     profile.mailbox = MailboxKind::Mbox;
     profile.mbox = dir.File("inbox.mbox");

@@ -3,6 +3,7 @@
 
 #include "console_mail_ui.h"
 #include "mail/mail_session.h"
+#include "platform/child_process.h"
 #include "platform/console_ui.h"
 #include "platform/keyring_passwords.h"
 
@@ -16,8 +17,8 @@ public:
     explicit ConsoleMail(const ConsoleMailSetup& setup)
         : passwords_(setup.keyringService),
           dialogs_(*setup.ui, setup.keepGoing),
-          session_(*setup.ui, dialogs_, *setup.store, MailProfileKey(setup.settingsKey),
-                   passwords_) {
+          session_(*setup.ui, dialogs_, *setup.store, MailProfileKey(setup.settingsKey), passwords_,
+                   programs_) {
         session_.ReportAlways(true);
     }
     int Logon(bool report, int flags) override { return session_.Logon(report, flags); }
@@ -32,6 +33,7 @@ public:
 
 private:
     KeyringPasswords passwords_;
+    SystemPrograms programs_;
     ConsoleMailUi dialogs_;
     MailSession session_;
 };

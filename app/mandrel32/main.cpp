@@ -13,6 +13,7 @@
 #include "gui/program_icon.h"
 #include "gui/program_start.h"
 #include "mail/mail_session.h"
+#include "platform/child_process.h"
 #include "platform/desktop_clipboard.h"
 #include "platform/keyring_passwords.h"
 #include "platform/program_path.h"
@@ -71,8 +72,9 @@ int Run(int argc, char** argv) {
     // Mail: the profile beside the settings, passwords in the desktop's keyring.
     KeyringPasswords passwords(app.identity.internalName);
     DesktopMailUi mailUi(&window, passwords, window.Ui(), window.Help());
+    const SystemPrograms programs;
     MailSession mail(window.Ui(), mailUi, store, MailProfileKey(app.identity.SettingsKey),
-                     passwords);
+                     passwords, programs);
     window.SetMail(&mail, &mailUi);
 
     std::vector<std::string> arguments;

@@ -173,4 +173,9 @@ std::string_view DirectoryPart(std::string_view path) {
     return cut == std::string_view::npos ? std::string_view{} : path.substr(0, cut);
 }
 
+std::string EnvironmentValue(const char* name) {
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing sets it
+    return value != nullptr ? value : "";
+}
+
 }  // namespace mandrel

@@ -44,6 +44,9 @@ unsigned MakeTempFileName(std::string& path);
 // "\r\n" for encodecrlf 175, "\n" for 176, "" otherwise.
 std::string_view EndOfLineString(const Config& config);
 
+// The value of an environment variable, "" when it is not set.
+std::string EnvironmentValue(const char* name);
+
 // Joins a directory and a name with the local separator.
 std::string JoinPath(std::string_view directory, std::string_view name);
 // The directory part of a local path ("" when it has none).

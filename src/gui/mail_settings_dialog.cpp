@@ -253,23 +253,20 @@ bool MailSettingsDialog::Complete() {
 void MailSettingsDialog::KeepPasswords() {
     const MailProfile profile = Profile();
     struct Typed {
-        const char* protocol;
         const MailServer& server;
-        int port;
+        std::string account;
         QLineEdit* field;
     };
     const std::array<Typed, 2> typed = {{
-        {"smtp", profile.smtp, SmtpPort(profile.smtp), smtpFields_.password},
-        {"imap", profile.imap, ImapPort(profile.imap), imapFields_.password},
+        {profile.smtp, SmtpAccount(profile.smtp), smtpFields_.password},
+        {profile.imap, ImapAccount(profile.imap), imapFields_.password},
     }};
     for (const Typed& each : typed) {
         if (each.field->text().isEmpty() || each.server.user.empty()) {
             continue;
         }
         std::string why;
-        if (!passwords_.Write(
-                PasswordAccount(each.protocol, each.server.user, each.server.host, each.port),
-                each.field->text().toStdString(), why)) {
+        if (!passwords_.Write(each.account, each.field->text().toStdString(), why)) {
             ShowMessage(ui_, kMbInformation,
                         "The password cannot be kept in the desktop's keyring (%s); it will be "
                         "asked for when it is needed.",

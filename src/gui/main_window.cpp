@@ -223,14 +223,18 @@ void MainWindow::UpdateClipboardCommand(bool menuOpening) {
     action->setEnabled(enable);
 }
 
+QStringList MainWindow::AskJobInputs(int direction) {
+    app_.job.JobDirection = direction;
+    return AskInputFiles(this, direction, QString::fromStdString(app_.job.JobInputPath),
+                         QString::fromStdString(ChosenDirectory(app_.config, direction)),
+                         openMemory_);
+}
+
 void MainWindow::FileCommand(int direction, bool toClipboard) {
     if (app_.JobBusy) {
         return;
     }
-    app_.job.JobDirection = direction;
-    const QStringList files =
-        AskInputFiles(this, direction, QString::fromStdString(app_.job.JobInputPath),
-                      QString::fromStdString(ChosenDirectory(app_.config, direction)), openMemory_);
+    const QStringList files = AskJobInputs(direction);
     if (files.isEmpty()) {
         return;
     }
@@ -355,10 +359,7 @@ void MainWindow::EncodeToMail() {
     std::vector<MailRecipient> chosen;
     QStringList files;
     if (MailLogonAndRecipients(chosen) == kMailSuccess) {
-        app_.job.JobDirection = kDirectionEncode;
-        files = AskInputFiles(
-            this, kDirectionEncode, QString::fromStdString(app_.job.JobInputPath),
-            QString::fromStdString(ChosenDirectory(app_.config, kDirectionEncode)), openMemory_);
+        files = AskJobInputs(kDirectionEncode);
     }
     if (files.isEmpty()) {
         mail_->Logoff(false);

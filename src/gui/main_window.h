@@ -78,6 +78,8 @@ private:
     void UpdateClipboardCommand(bool menuOpening);
 
     void FileCommand(int direction, bool toClipboard);
+    // Asks for a job's input files, starting from the last input or the chosen directory.
+    QStringList AskJobInputs(int direction);
     void DecodeFromClipboard();
     void NotYetAvailable(const char* what);
     int MakeAssociations();

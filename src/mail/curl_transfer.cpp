@@ -86,6 +86,30 @@ CurlEasy NewCurl(const std::string& caFile) {
     return easy;
 }
 
+CurlEasy ServerCurl(const ServerAccess& access, const std::string& url) {
+    CurlEasy easy = NewCurl(access.caFile);
+    if (!easy) {
+        return easy;
+    }
+    curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
+    if (access.server.security == MailSecurity::StartTls) {
+        curl_easy_setopt(easy.get(), CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
+    }
+    if (!access.server.user.empty()) {
+        curl_easy_setopt(easy.get(), CURLOPT_USERNAME, access.server.user.c_str());
+        curl_easy_setopt(easy.get(), CURLOPT_PASSWORD, access.password.c_str());
+    }
+    return easy;
+}
+
+std::string UrlHost(const std::string& host) {
+    if (host.find(':') == std::string::npos) {
+        return host;
+    }
+    // An IPv6 address goes in brackets, so that its colons are not taken for the port's.
+    return std::string("[").append(host).append("]");
+}
+
 CURLcode RunTransfer(CURL* easy, const KeepGoing& keepGoing) {
     const std::unique_ptr<CURLM, CurlMultiCleanup> multi(curl_multi_init());
     if (!multi || curl_multi_add_handle(multi.get(), easy) != CURLM_OK) {

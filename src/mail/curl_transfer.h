@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "mail/mail_profile.h"
+
 namespace mandrel {
 
 // Called while a transfer runs, at least every few tens of milliseconds; false stops it.
@@ -36,6 +38,12 @@ private:
 // A new handle with what every transfer of ours has: no signals, a connect timeout, no stall
 // longer than a minute, and the certificate to trust when one is given.
 CurlEasy NewCurl(const std::string& caFile);
+
+// A handle for a mail server's URL: STARTTLS required when the server's security says so, and
+// its user's login when it has one.
+CurlEasy ServerCurl(const ServerAccess& access, const std::string& url);
+// A host as a URL names it: an IPv6 address in brackets.
+std::string UrlHost(const std::string& host);
 
 // Runs the transfer, asking keepGoing between its steps; CURLE_ABORTED_BY_CALLBACK when it
 // said stop.

@@ -86,21 +86,7 @@ public:
     }
 
 private:
-    CurlEasy Handle(const std::string& url) const {
-        CurlEasy easy = NewCurl(access_.caFile);
-        if (!easy) {
-            return easy;
-        }
-        curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
-        if (access_.server.security == MailSecurity::StartTls) {
-            curl_easy_setopt(easy.get(), CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
-        }
-        if (!access_.server.user.empty()) {
-            curl_easy_setopt(easy.get(), CURLOPT_USERNAME, access_.server.user.c_str());
-            curl_easy_setopt(easy.get(), CURLOPT_PASSWORD, access_.password.c_str());
-        }
-        return easy;
-    }
+    CurlEasy Handle(const std::string& url) const { return ServerCurl(access_, url); }
 
     ServerAccess access_;
     std::string folder_;
@@ -110,7 +96,7 @@ private:
 
 std::string ImapUrl(const MailServer& server, const std::string& folder) {
     std::string url = server.security == MailSecurity::Tls ? "imaps://" : "imap://";
-    url += server.host.find(':') != std::string::npos ? "[" + server.host + "]" : server.host;
+    url += UrlHost(server.host);
     url += ":" + std::to_string(ImapPort(server)) + "/";
     if (!folder.empty()) {
         const std::unique_ptr<char, CurlFree> escaped(

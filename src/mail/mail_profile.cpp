@@ -11,6 +11,7 @@
 #include <variant>
 
 #include "core/settings_store.h"
+#include "core/text_util.h"
 
 namespace mandrel {
 
@@ -156,11 +157,6 @@ bool WriteValue(const Value& value, SettingsStore& store) {
         value.field);
 }
 
-std::string Environment(const char* name) {
-    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing sets it
-    return value != nullptr ? value : "";
-}
-
 std::string HostName() {
     std::array<char, 256> name{};
     if (::gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') {
@@ -173,17 +169,17 @@ std::string HostName() {
 
 MailProfile DefaultMailProfile() {
     MailProfile profile;
-    std::string user = Environment("USER");
+    std::string user = EnvironmentValue("USER");
     if (user.empty()) {
-        user = Environment("LOGNAME");
+        user = EnvironmentValue("LOGNAME");
     }
     profile.sender = (user.empty() ? "mandrel" : user) + "@" + HostName();
-    const std::string mail = Environment("MAIL");
+    const std::string mail = EnvironmentValue("MAIL");
     if (!mail.empty()) {
         profile.mailbox = MailboxKind::Mbox;
         profile.mbox = mail;
     }
-    profile.maildir = Environment("HOME") + "/Maildir";
+    profile.maildir = EnvironmentValue("HOME") + "/Maildir";
     return profile;
 }
 
@@ -246,6 +242,14 @@ bool WriteMailProfile(const MailProfile& profile, SettingsStore& store, std::str
 std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
                             int port) {
     return std::string(protocol) + ":" + user + "@" + host + ":" + std::to_string(port);
+}
+
+std::string SmtpAccount(const MailServer& server) {
+    return PasswordAccount("smtp", server.user, server.host, SmtpPort(server));
+}
+
+std::string ImapAccount(const MailServer& server) {
+    return PasswordAccount("imap", server.user, server.host, ImapPort(server));
 }
 
 void RememberRecipients(MailProfile& profile, const std::vector<std::string>& addresses) {

@@ -64,6 +64,9 @@ bool WriteMailProfile(const MailProfile& profile, SettingsStore& store, std::str
 // The account a server's password is kept under: "smtp:user@host:port".
 std::string PasswordAccount(const char* protocol, const std::string& user, const std::string& host,
                             int port);
+// The accounts of a profile's SMTP and IMAP server, on the ports they are reached on.
+std::string SmtpAccount(const MailServer& server);
+std::string ImapAccount(const MailServer& server);
 
 // Puts addresses at the front of the recent ones (each once), keeping at most 50.
 void RememberRecipients(MailProfile& profile, const std::vector<std::string>& addresses);

@@ -29,12 +29,14 @@ bool SilentForLogon(int code) {
 }  // namespace
 
 MailSession::MailSession(UserPort& ui, MailUi& dialogs, SettingsStore& store,
-                         std::string profileKey, PasswordStore& passwords)
+                         std::string profileKey, PasswordStore& passwords,
+                         const ProgramRunner& programs)
     : ui_(ui),
       dialogs_(dialogs),
       store_(store),
       profileKey_(std::move(profileKey)),
-      passwords_(passwords) {}
+      passwords_(passwords),
+      programs_(programs) {}
 
 MailSession::~MailSession() = default;
 
@@ -48,6 +50,10 @@ bool MailSession::StoreProfile(const MailProfile& profile) {
     profile_ = profile;
     profileLoaded_ = true;
     return WriteMailProfile(profile, store_, profileKey_);
+}
+
+KeepGoing MailSession::Waiting() {
+    return [this] { return dialogs_.KeepWaiting(); };
 }
 
 int MailSession::Logon(bool report, int flags) {
@@ -124,10 +130,10 @@ int MailSession::Prepare(Purpose purpose, bool mayAsk) {
 }
 
 int MailSession::Verify(Purpose purpose) {
-    const KeepGoing keepGoing = [this] { return dialogs_.KeepWaiting(); };
+    const KeepGoing keepGoing = Waiting();
     if (purpose == Purpose::Send) {
         if (profile_.transport == MailTransport::Sendmail) {
-            return CheckSendmail(profile_.sendmailCommand);
+            return CheckSendmail(programs_, profile_.sendmailCommand);
         }
         return CheckSmtp({profile_.smtp, sendPassword_, profile_.caFile}, keepGoing);
     }
@@ -147,9 +153,7 @@ std::string MailSession::AccountFor(Purpose purpose) const {
     if (server == nullptr) {
         return {};
     }
-    return purpose == Purpose::Send
-               ? PasswordAccount("smtp", server->user, server->host, SmtpPort(*server))
-               : PasswordAccount("imap", server->user, server->host, ImapPort(*server));
+    return purpose == Purpose::Send ? SmtpAccount(*server) : ImapAccount(*server);
 }
 
 // A password typed and taken by the server goes to the keyring; where there is none, it is
@@ -192,9 +196,10 @@ int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>&
         addresses.push_back(RecipientAddress(recipient));
     }
     // Without questions the recipients named are taken as they stand.
+    MailProfile stored = StoredProfile();
     std::optional<std::vector<std::string>> picked = addresses;
     if (report) {
-        picked = dialogs_.ChooseRecipients(addresses, StoredProfile().recent);
+        picked = dialogs_.ChooseRecipients(addresses, stored.recent);
     }
     if (!picked) {
         ui_.Status("");
@@ -213,7 +218,6 @@ int MailSession::ChooseRecipients(bool report, const std::vector<MailRecipient>&
         }
         return kMailSuccess;
     }
-    MailProfile stored = StoredProfile();
     RememberRecipients(stored, *picked);
     WriteRecentRecipients(stored.recent, store_, profileKey_);
     return kMailSuccess;
@@ -233,13 +237,13 @@ int MailSession::Send(const MailMessage& message, bool report) {
         code = kMailInvalidRecipients;
     } else {
         const MessageSender sender{kOriginatorName, profile_.sender};
-        const KeepGoing keepGoing = [this] { return dialogs_.KeepWaiting(); };
+        const KeepGoing keepGoing = Waiting();
         if (profile_.transport == MailTransport::Smtp) {
             code = SendBySmtp({profile_.smtp, sendPassword_, profile_.caFile}, profile_.sender, to,
                               BuildMessageText(message, sender, std::time(nullptr), "\r\n"),
                               keepGoing);
         } else {
-            code = SendBySendmail(profile_.sendmailCommand,
+            code = SendBySendmail(programs_, profile_.sendmailCommand,
                                   BuildMessageText(message, sender, std::time(nullptr), "\n"),
                                   keepGoing);
         }
@@ -307,7 +311,7 @@ int MailSession::ReadMessage(bool report, const std::string& id, MessageContent&
     int code = readReady_ && mailbox_ ? kMailSuccess : kMailInvalidSession;
     std::string raw;
     if (code == kMailSuccess) {
-        code = mailbox_->Fetch(id, raw, [this] { return dialogs_.KeepWaiting(); });
+        code = mailbox_->Fetch(id, raw, Waiting());
     }
     if (code == kMailSuccess && !ParseMessage(raw, content)) {
         code = kMailInvalidMessage;

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "core/mail_port.h"
+#include "mail/curl_transfer.h"
 #include "mail/mail_profile.h"
 #include "mail/message_text.h"
 
@@ -18,13 +19,14 @@ namespace mandrel {
 class Mailbox;
 class MailUi;
 class PasswordStore;
+class ProgramRunner;
 class SettingsStore;
 class UserPort;
 
 class MailSession final : public MailPort {
 public:
     MailSession(UserPort& ui, MailUi& dialogs, SettingsStore& store, std::string profileKey,
-                PasswordStore& passwords);
+                PasswordStore& passwords, const ProgramRunner& programs);
     ~MailSession() override;
     MailSession(const MailSession&) = delete;
     MailSession& operator=(const MailSession&) = delete;
@@ -61,12 +63,15 @@ private:
     const MailServer* ServerFor(Purpose purpose) const;
     std::string AccountFor(Purpose purpose) const;
     void KeepPassword(Purpose purpose);
+    // While the mail system works, the window is kept alive, and may stop it.
+    KeepGoing Waiting();
 
     UserPort& ui_;
     MailUi& dialogs_;
     SettingsStore& store_;
     std::string profileKey_;
     PasswordStore& passwords_;
+    const ProgramRunner& programs_;  // the sendmail's starter
 
     bool reportAlways_ = false;
     bool profileLoaded_ = false;

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "core/program_runner.h"
 #include "mail/curl_transfer.h"
 
 namespace mandrel {
@@ -14,11 +15,12 @@ namespace mandrel {
 std::vector<std::string> SendmailWords(const std::string& command);
 
 // Whether the command's program can be run. A mail code.
-int CheckSendmail(const std::string& command);
+int CheckSendmail(const ProgramRunner& programs, const std::string& command);
 
 // Runs "command -t -i" with the message (lines ending in LF) on its standard input and waits
 // for it, asking keepGoing meanwhile (a stop ends the program). A mail code read from its exit
 // status by the sysexits convention.
-int SendBySendmail(const std::string& command, const std::string& text, const KeepGoing& keepGoing);
+int SendBySendmail(const ProgramRunner& programs, const std::string& command,
+                   const std::string& text, const KeepGoing& keepGoing);
 
 }  // namespace mandrel

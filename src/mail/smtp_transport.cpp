@@ -9,10 +9,6 @@ namespace mandrel {
 
 namespace {
 
-std::string HostPart(const std::string& host) {
-    return host.find(':') != std::string::npos ? "[" + host + "]" : host;
-}
-
 // The message handed to curl's upload, a piece at a time.
 struct Upload {
     const std::string* text;
@@ -30,20 +26,7 @@ size_t ReadUpload(char* buffer, size_t size, size_t count, void* data) {
 }
 
 CurlEasy SmtpHandle(const ServerAccess& access) {
-    CurlEasy easy = NewCurl(access.caFile);
-    if (!easy) {
-        return easy;
-    }
-    const MailServer& server = access.server;
-    curl_easy_setopt(easy.get(), CURLOPT_URL, SmtpUrl(server).c_str());
-    if (server.security == MailSecurity::StartTls) {
-        curl_easy_setopt(easy.get(), CURLOPT_USE_SSL, static_cast<long>(CURLUSESSL_ALL));
-    }
-    if (!server.user.empty()) {
-        curl_easy_setopt(easy.get(), CURLOPT_USERNAME, server.user.c_str());
-        curl_easy_setopt(easy.get(), CURLOPT_PASSWORD, access.password.c_str());
-    }
-    return easy;
+    return ServerCurl(access, SmtpUrl(access.server));
 }
 
 int Result(CURL* easy, CURLcode code) {
@@ -56,7 +39,7 @@ int Result(CURL* easy, CURLcode code) {
 
 std::string SmtpUrl(const MailServer& server) {
     return std::string(server.security == MailSecurity::Tls ? "smtps://" : "smtp://") +
-           HostPart(server.host) + ":" + std::to_string(SmtpPort(server));
+           UrlHost(server.host) + ":" + std::to_string(SmtpPort(server));
 }
 
 int CheckSmtp(const ServerAccess& access, const KeepGoing& keepGoing) {

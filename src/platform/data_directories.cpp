@@ -1,33 +1,25 @@
 #include "platform/data_directories.h"
 
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
-namespace mandrel {
+#include "core/text_util.h"
 
-namespace {
+namespace mandrel {
 
 namespace fs = std::filesystem;
 
-std::string Environment(const char* name) {
-    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): nothing sets it
-    return value != nullptr ? value : "";
-}
-
-}  // namespace
-
 fs::path UserDataDirectory() {
-    fs::path dataHome = Environment("XDG_DATA_HOME");
+    fs::path dataHome = EnvironmentValue("XDG_DATA_HOME");
     if (dataHome.is_absolute()) {
         return dataHome;
     }
-    return fs::path(Environment("HOME")) / ".local" / "share";
+    return fs::path(EnvironmentValue("HOME")) / ".local" / "share";
 }
 
 std::vector<fs::path> DataDirectories() {
     std::vector<fs::path> directories = {UserDataDirectory()};
-    std::string list = Environment("XDG_DATA_DIRS");
+    std::string list = EnvironmentValue("XDG_DATA_DIRS");
     if (list.empty()) {
         list = "/usr/local/share:/usr/share";
     }

@@ -8,8 +8,8 @@
 #include <array>
 #include <string>
 
-#include "core/config.h"
 #include "platform/child_process.h"
+#include "core/config.h"
 #include "platform/data_directories.h"
 #include "platform/desktop_entry.h"
 

@@ -28,6 +28,7 @@
 #include "gui/program_start.h"
 #include "gui/recipients_dialog.h"
 #include "mail/mail_session.h"
+#include "platform/child_process.h"
 #include "platform/qsettings_store.h"
 #include "support/mail_servers.h"
 #include "support/memory_passwords.h"
@@ -101,6 +102,7 @@ private:  // NOLINT(readability-redundant-access-specifiers)
     std::unique_ptr<MainWindow> window_;
     std::unique_ptr<QSettingsStore> store_;
     test::MemoryPasswords passwords_;
+    SystemPrograms programs_;
     std::unique_ptr<DesktopMailUi> mailUi_;
     std::unique_ptr<MailSession> session_;
     std::unique_ptr<ModalScript> script_;
@@ -134,8 +136,8 @@ void MailWindowTest::init() {
     passwords_ = {};
     mailUi_ =
         std::make_unique<DesktopMailUi>(window_.get(), passwords_, window_->Ui(), window_->Help());
-    session_ =
-        std::make_unique<MailSession>(window_->Ui(), *mailUi_, *store_, kProfileKey, passwords_);
+    session_ = std::make_unique<MailSession>(window_->Ui(), *mailUi_, *store_, kProfileKey,
+                                             passwords_, programs_);
     window_->SetMail(session_.get(), mailUi_.get());
     window_->SizeToScreen();
     window_->show();

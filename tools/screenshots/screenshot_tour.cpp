@@ -25,6 +25,7 @@
 #include "gui/program_icon.h"
 #include "mail/mail_session.h"
 #include "mail/message_text.h"
+#include "platform/child_process.h"
 #include "platform/qsettings_store.h"
 #include "support/encoded_text.h"
 #include "support/memory_passwords.h"
@@ -301,8 +302,9 @@ int RunTour(const QString& outputDirectory, const QString& helpDocument) {
     QSettingsStore store;
     test::MemoryPasswords passwords;
     DesktopMailUi mailUi(&window, passwords, window.Ui(), window.Help());
+    const SystemPrograms programs;
     MailSession mail(window.Ui(), mailUi, store, R"(Software\Quorvane, Inc.\Mandrel32\Mail)",
-                     passwords);
+                     passwords, programs);
     window.SetMail(&mail, &mailUi);
     MailProfile profile = DefaultMailProfile();
     profile.sender = "anna@example.org";
