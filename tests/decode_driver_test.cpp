@@ -714,10 +714,13 @@ TEST_F(DecodeDriver, InputsCutAnywhereOrHostileEndWithNoLeftovers) {
           std::string("end\0", 4)}) {
         full += line + "\n";
     }
+    // Part 2 of a sectioned file, then a begin line that settles the total at 1: the join takes
+    // part 1 only, and part 2's temporary file must go too.
+    const std::string beyondTotal = "\nsection2of uuencode4 of file\ne\n\nbegin 6\rbegin 6\nend ";
     for (const std::string& hostile :
          {RandomBytes(700, 1 << 20), std::string(100000, '\0'), std::string(300000, '\r'),
-          "------------ Part 1 of 2 ------------\n" + std::string(5000, 'M'), mixed, binHex,
-          full}) {
+          "------------ Part 1 of 2 ------------\n" + std::string(5000, 'M'), mixed, binHex, full,
+          beyondTotal}) {
         run(hostile, 0);
         run(hostile, 1);
     }

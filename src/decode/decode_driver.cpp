@@ -1081,14 +1081,17 @@ int DecodeRun::FinishCleanly() {
         const int64_t size = FileSizeByName(app_.job.JobOutputPath);
         app_.decode.totals.decodedSize =
             size < 0 ? std::numeric_limits<uint32_t>::max() : static_cast<uint32_t>(size);
-        // Every row's file is now part of the output: nothing is left to clean up.
+        // A single file's row names the output itself, which is the user's now.
         for (PartRecord& row : app_.parts.rows) {
-            row.fileName.clear();
-            row.directory.clear();
+            if (PartFilePath(row) == app_.job.JobOutputPath) {
+                row.fileName.clear();
+                row.directory.clear();
+            }
         }
-    } else {
-        DeletePartFiles(app_.parts);
     }
+    // The join removed every part it took. What a row still names is temporary: all the parts
+    // after a failed join, or a part beyond the total the headers settled on.
+    DeletePartFiles(app_.parts);
     return Finish(result);
 }
 
