@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "codec/alphabets.h"
+#include "codec/group_kernels.h"
 #include "codec/sum_r.h"
 
 namespace mandrel {
@@ -12,43 +13,6 @@ namespace {
 
 inline unsigned char Byte(char c) {
     return static_cast<unsigned char>(c);
-}
-
-// Two output characters for every 12-bit value: a group of three bytes is two lookups.
-using PairTable = std::array<std::array<char, 2>, 4096>;
-
-constexpr PairTable MakePairTable(std::string_view alphabet) {
-    PairTable table{};
-    for (std::size_t v = 0; v < table.size(); ++v) {
-        table[v] = {alphabet[v >> 6], alphabet[v & 0x3FU]};
-    }
-    return table;
-}
-
-constexpr PairTable kUUPairs = MakePairTable(UUAlphabet);
-constexpr PairTable kXXPairs = MakePairTable(XXAlphabet);
-constexpr PairTable kBase64Pairs = MakePairTable(Base64Alphabet);
-
-const PairTable* PairTableFor(std::string_view alphabet) {
-    if (alphabet.data() == UUAlphabet.data()) {
-        return &kUUPairs;
-    }
-    if (alphabet.data() == XXAlphabet.data()) {
-        return &kXXPairs;
-    }
-    if (alphabet.data() == Base64Alphabet.data()) {
-        return &kBase64Pairs;
-    }
-    return nullptr;
-}
-
-char* GroupsByPairs(const PairTable& pairs, const unsigned char* in, std::size_t full, char* out) {
-    for (std::size_t i = 0; i < full; i += 3, out += 4) {
-        const uint32_t v = (uint32_t{in[i]} << 16) | (uint32_t{in[i + 1]} << 8) | in[i + 2];
-        std::memcpy(out, pairs[v >> 12].data(), 2);
-        std::memcpy(out + 2, pairs[v & 0xFFFU].data(), 2);
-    }
-    return out;
 }
 
 // Two independent chains: the part's text and the input's bytes.
@@ -97,9 +61,12 @@ std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_vie
         ++out;
     }
     const std::size_t full = n - n % 3;
-    const PairTable* pairs = PairTableFor(alphabet);
-    out = sums == nullptr && pairs != nullptr ? GroupsByPairs(*pairs, in, full, out)
-                                              : GroupsWithSums(a, in, full, out, s);
+    if (sums == nullptr) {
+        EncodeGroups(alphabet, in, full / 3, out);
+        out += full / 3 * 4;
+    } else {
+        out = GroupsWithSums(a, in, full, out, s);
+    }
     if (const std::size_t rest = n - full; rest != 0) {
         // Bytes past the end count as zero bits.
         const unsigned b0 = in[full];
@@ -130,6 +97,29 @@ std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_vie
         *out++ = c;
     }
     return static_cast<std::size_t>(out - line);
+}
+
+std::size_t EncodeWholeLinesText(std::span<const unsigned char> input, std::string_view alphabet,
+                                 bool base64, std::string_view eol, std::span<char> out) {
+    constexpr std::size_t kGroups = kBlockSize / 3;
+    const std::size_t lineSize = (base64 ? 0 : 1) + 4 * kGroups + eol.size();
+    const std::size_t lines = input.size() / kBlockSize;
+    if (input.size() % kBlockSize != 0 || out.size() < lines * lineSize) {
+        return 0;
+    }
+    char* o = out.data();
+    const char lengthCharacter = alphabet[kBlockSize];
+    for (std::size_t line = 0; line < lines; ++line) {
+        if (!base64) {
+            *o++ = lengthCharacter;
+        }
+        EncodeGroups(alphabet, input.data() + line * kBlockSize, kGroups, o);
+        o += 4 * kGroups;
+        for (const char c : eol) {
+            *o++ = c;
+        }
+    }
+    return lines * lineSize;
 }
 
 }  // namespace mandrel

@@ -28,4 +28,10 @@ std::size_t EncodeLineText(std::span<const unsigned char> input, std::string_vie
                            bool base64, std::string_view eol, LineEncodeSums* sums,
                            std::span<char> out);
 
+// Whole blocks of kBlockSize bytes (input.size() a multiple of it), a line each, as
+// EncodeLineText writes them without sums, one after the other in out, which has room for
+// (kMaxLineLength + eol.size()) characters per block. Returns the characters written.
+std::size_t EncodeWholeLinesText(std::span<const unsigned char> input, std::string_view alphabet,
+                                 bool base64, std::string_view eol, std::span<char> out);
+
 }  // namespace mandrel

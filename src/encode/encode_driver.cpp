@@ -204,6 +204,7 @@ private:
     int ReportWriteFailure(int error);
     int FinalDelivery();
     int EncodeBlock(std::span<const unsigned char> block);
+    long EncodeBlockRun();
     void ShowProgress(std::size_t count);
     void EncodeZeroLengthLine();
     // Abandons the job: closes everything, deletes the parts written, frees the block.
@@ -218,6 +219,7 @@ private:
     // end reports nothing for a failure the mail layer could have said.
     bool reportMail_;
     std::vector<unsigned char> staged_;
+    std::vector<unsigned char> run_;  // the input of EncodeBlockRun
     uint64_t nextProgressAt_ = 0;
 };
 
@@ -413,6 +415,41 @@ int EncodeRun::EncodeBlock(std::span<const unsigned char> block) {
     return kResultDone;
 }
 
+// Many blocks of a line encoding in one read and one call, as far as the part and the output's
+// room allow: the same reads, lines and counts as that many turns of the block loop. The bytes
+// read, -1 after a read failure, or kNoBlockRun when the block loop is to take the next block.
+constexpr long kNoBlockRun = -2;
+long EncodeRun::EncodeBlockRun() {
+    constexpr std::size_t kMostBlocks = 512;
+    const int encoding = app_.job.EncodingIndex;
+    if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
+        return kNoBlockRun;
+    }
+    std::size_t blocks = kMostBlocks;
+    if (job_.totalParts > 1) {
+        blocks = std::min<std::size_t>(blocks, job_.linesPerPart + 1U - job_.blocksInPart);
+    }
+    const std::size_t room = LinesRoom(blocks, EndOfLineString(app_.config).size());
+    OutputBlock& out = job_.OutputBuffer;
+    if (!out.HasRoom(room)) {
+        HandOnToFile(app_);
+    }
+    if (blocks < 2 || !out.HasRoom(room) || out.Used() + room >= out.Capacity()) {
+        return kNoBlockRun;
+    }
+    run_.resize(blocks * kBlockSize);
+    const long got = app_.files.BufFileRead(input_, reinterpret_cast<char*>(run_.data()),
+                                            static_cast<long>(run_.size()));
+    if (got <= 0) {
+        return got;
+    }
+    const auto bytes = static_cast<std::size_t>(got);
+    out.Grew(EncodeLines(app_, std::span(run_).first(bytes), out.Tail()));
+    ShowProgress(bytes);
+    job_.blocksInPart += static_cast<uint32_t>((bytes + kBlockSize - 1) / kBlockSize);
+    return got;
+}
+
 int EncodeRun::FinalDelivery() {
     JobState& job = app_.job;
     if (job.EncodeToClipboard) {
@@ -535,8 +572,19 @@ int EncodeRun::Run() {
             job_.binhexHeaderPending = false;
             BinHexWriteHeader(app_, MakeBinHexHeader(job.JobInputPath, job_.InputSize));
         }
+        const long run = EncodeBlockRun();
+        if (run > 0) {
+            lastRead = run;
+            if (job_.writeFailed) {
+                return ReportWriteFailure(job_.writeError);
+            }
+            PumpMessages(app_.ui, 4);
+            continue;
+        }
         lastRead =
-            app_.files.BufFileRead(input_, reinterpret_cast<char*>(block.data()), kBlockSize);
+            run != kNoBlockRun
+                ? run
+                : app_.files.BufFileRead(input_, reinterpret_cast<char*>(block.data()), kBlockSize);
         if (lastRead < 0) {
             ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Read Failure on %s because",
                             job.JobInputPath.c_str());

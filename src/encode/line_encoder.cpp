@@ -1,5 +1,7 @@
 #include "encode/line_encoder.h"
 
+#include <algorithm>
+
 #include "codec/alphabets.h"
 #include "codec/line_encode.h"
 #include "core/text_util.h"
@@ -37,6 +39,29 @@ int EncodeLine(EncodeContext& app, std::span<const unsigned char> input, char* l
         job.PartSize = sums.partSize;
     }
     return static_cast<int>(n);
+}
+
+std::size_t EncodeLines(EncodeContext& app, std::span<const unsigned char> input, char* out) {
+    std::size_t written = 0;
+    std::size_t at = 0;
+    if (app.config.encodechecksum == 0 && IsLineEncoding(app.job.EncodingIndex)) {
+        // Without checksum lines the whole blocks need no counters: one call for all of them.
+        const std::string_view eol = EndOfLineString(app.config);
+        at = input.size() - input.size() % kBlockSize;
+        written = EncodeWholeLinesText(
+            input.first(at), app.encode.CurrentAlphabet, app.job.EncodingIndex == kEncodingMIME,
+            eol, std::span(out, at / kBlockSize * (kMaxLineLength + eol.size())));
+    }
+    for (; at < input.size(); at += kBlockSize) {
+        const std::span<const unsigned char> block =
+            input.subspan(at, std::min<std::size_t>(kBlockSize, input.size() - at));
+        const int n = EncodeLine(app, block, out + written);
+        if (n < 0) {
+            break;
+        }
+        written += static_cast<std::size_t>(n);
+    }
+    return written;
 }
 
 }  // namespace mandrel

@@ -1,0 +1,499 @@
+#include "codec/group_kernels.h"
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+
+#include "codec/alphabets.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define MANDREL_X86_KERNELS 1
+#endif
+
+namespace mandrel {
+
+namespace {
+
+// The alphabets as runs of consecutive characters with consecutive values: c + delta is the
+// value of a character of the run (decoding), v + delta the character of a value (encoding).
+// Two runs make the UU alphabet and five the XX and Base64 ones, so a vector path tests a
+// handful of ranges where a scalar one looks up a table.
+struct ByteRun {
+    int first = 0;
+    int last = 0;
+    int delta = 0;
+};
+constexpr std::size_t kMostRuns = 6;
+struct RunSet {
+    std::size_t count = 0;  // 0: not fit for the vector paths
+    std::array<ByteRun, kMostRuns> runs{};
+};
+
+// The runs of a table whose every key and value fits the signed byte compares (all are ASCII
+// printable here); no runs at all when there are too many for the vector paths to be worth it.
+template <typename ValueOf>
+constexpr RunSet MakeRuns(int keys, ValueOf valueOf) {
+    RunSet set{};
+    for (int key = 0; key < keys;) {
+        const int value = valueOf(key);
+        if (value < 0) {
+            ++key;
+            continue;
+        }
+        int last = key;
+        while (last + 1 < keys && valueOf(last + 1) == valueOf(last) + 1) {
+            ++last;
+        }
+        if (set.count == kMostRuns || key < 1 || last > 0x7E) {
+            return RunSet{};
+        }
+        set.runs[set.count++] = ByteRun{key, last, value - key};
+        key = last + 1;
+    }
+    return set;
+}
+
+constexpr RunSet DecodeRunsOf(const DecodeTable& table) {
+    return MakeRuns(256, [&table](int c) { return table[static_cast<std::size_t>(c)]; });
+}
+
+// Values run from 0, so a run starting there is shifted by one to keep the key above zero
+// in the compares; EncodeRuns undoes it.
+constexpr RunSet EncodeRunsOf(std::string_view alphabet) {
+    RunSet set = MakeRuns(65, [alphabet](int v) {
+        return v == 0 ? -1 : static_cast<unsigned char>(alphabet[static_cast<std::size_t>(v - 1)]);
+    });
+    for (std::size_t i = 0; i < set.count; ++i) {
+        set.runs[i].first -= 1;
+        set.runs[i].last -= 1;
+        set.runs[i].delta += 1;
+    }
+    return set;
+}
+
+constexpr RunSet kUURuns = DecodeRunsOf(kUUDecodeTable);
+constexpr RunSet kXXRuns = DecodeRunsOf(kXXDecodeTable);
+constexpr RunSet kBase64Runs = DecodeRunsOf(kBase64DecodeTable);
+constexpr RunSet kUUCharRuns = EncodeRunsOf(UUAlphabet.substr(0, 64));
+constexpr RunSet kXXCharRuns = EncodeRunsOf(XXAlphabet);
+constexpr RunSet kBase64CharRuns = EncodeRunsOf(Base64Alphabet);
+static_assert(kUURuns.count == 2 && kXXRuns.count == 5 && kBase64Runs.count == 5);
+static_assert(kUUCharRuns.count == 2 && kXXCharRuns.count == 5 && kBase64CharRuns.count == 5);
+static_assert(kUUCharRuns.runs[0].first == 0 && kUUCharRuns.runs[0].delta == '`');
+
+// The runs as the vector paths read them: each bound and delta spread over 32 bytes, so that a
+// compare takes it straight from memory and no call sets up registers first. A byte belongs to
+// a run when it is above first - 1 and below last + 1 (signed compares: bytes from 0x80 up are
+// below every run).
+struct alignas(32) SpreadByte : std::array<int8_t, 32> {};
+struct RunBytes {
+    std::size_t count = 0;
+    std::array<SpreadByte, kMostRuns> above{};
+    std::array<SpreadByte, kMostRuns> below{};
+    std::array<SpreadByte, kMostRuns> delta{};
+};
+
+constexpr SpreadByte Spread(int value) {
+    SpreadByte bytes{};
+    bytes.fill(static_cast<int8_t>(value));
+    return bytes;
+}
+
+constexpr RunBytes SpreadRuns(const RunSet& set) {
+    RunBytes bytes;
+    bytes.count = set.count;
+    for (std::size_t i = 0; i < set.count; ++i) {
+        bytes.above[i] = Spread(set.runs[i].first - 1);
+        bytes.below[i] = Spread(set.runs[i].last + 1);
+        bytes.delta[i] = Spread(static_cast<int8_t>(set.runs[i].delta));
+    }
+    return bytes;
+}
+
+constexpr RunBytes kUURunBytes = SpreadRuns(kUURuns);
+constexpr RunBytes kXXRunBytes = SpreadRuns(kXXRuns);
+constexpr RunBytes kBase64RunBytes = SpreadRuns(kBase64Runs);
+constexpr RunBytes kUUCharRunBytes = SpreadRuns(kUUCharRuns);
+constexpr RunBytes kXXCharRunBytes = SpreadRuns(kXXCharRuns);
+constexpr RunBytes kBase64CharRunBytes = SpreadRuns(kBase64CharRuns);
+
+const RunBytes* DecodeRunsFor(const DecodeTable& table) {
+    if (&table == &kUUDecodeTable) {
+        return &kUURunBytes;
+    }
+    if (&table == &kXXDecodeTable) {
+        return &kXXRunBytes;
+    }
+    if (&table == &kBase64DecodeTable) {
+        return &kBase64RunBytes;
+    }
+    return nullptr;
+}
+
+const RunBytes* EncodeRunsFor(std::string_view alphabet) {
+    if (alphabet.data() == UUAlphabet.data()) {
+        return &kUUCharRunBytes;
+    }
+    if (alphabet.data() == XXAlphabet.data()) {
+        return &kXXCharRunBytes;
+    }
+    if (alphabet.data() == Base64Alphabet.data()) {
+        return &kBase64CharRunBytes;
+    }
+    return nullptr;
+}
+
+// The scalar encoder's table: the two characters of every 12-bit value, so that a group of
+// three bytes is two lookups.
+using PairTable = std::array<std::array<char, 2>, 4096>;
+
+constexpr PairTable MakePairTable(std::string_view alphabet) {
+    PairTable table{};
+    for (std::size_t v = 0; v < table.size(); ++v) {
+        table[v] = {alphabet[v >> 6], alphabet[v & 0x3FU]};
+    }
+    return table;
+}
+
+constexpr PairTable kUUPairs = MakePairTable(UUAlphabet);
+constexpr PairTable kXXPairs = MakePairTable(XXAlphabet);
+constexpr PairTable kBase64Pairs = MakePairTable(Base64Alphabet);
+
+const PairTable* PairTableFor(std::string_view alphabet) {
+    if (alphabet.data() == UUAlphabet.data()) {
+        return &kUUPairs;
+    }
+    if (alphabet.data() == XXAlphabet.data()) {
+        return &kXXPairs;
+    }
+    if (alphabet.data() == Base64Alphabet.data()) {
+        return &kBase64Pairs;
+    }
+    return nullptr;
+}
+
+#if defined(MANDREL_X86_KERNELS)
+
+KernelPath DetectKernelPath() {
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx2") != 0) {
+        return KernelPath::Avx2;
+    }
+    if (__builtin_cpu_supports("ssse3") != 0) {
+        return KernelPath::Ssse3;
+    }
+    return KernelPath::Scalar;
+}
+
+// Four characters per 32-bit lane, first character lowest, as values: bits v0 v1 v2 v3 from
+// the top of 24 bits, then the three bytes in output order at the bottom of each lane's 16.
+constexpr std::array<int8_t, 16> kPackOrder = {2, 1,  0,  6,  5,  4,  10, 9,
+                                               8, 14, 13, 12, -1, -1, -1, -1};
+// Three bytes per group spread over a 32-bit lane as b1 b0 b2 b1, for the multiplies that cut
+// them into four values. kSpreadAfter4 reads the same groups from 4 bytes further on.
+constexpr std::array<int8_t, 16> kSpread = {1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10};
+constexpr std::array<int8_t, 16> kSpreadAfter4 = {5,  4,  6,  5,  8,  7,  9,  8,
+                                                  11, 10, 12, 11, 14, 13, 15, 14};
+
+__attribute__((target("ssse3"))) inline __m128i Load128(const std::array<int8_t, 16>& bytes) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data()));
+}
+
+__attribute__((target("ssse3"))) inline __m128i Bytes128(const SpreadByte& bytes) {
+    return _mm_load_si128(reinterpret_cast<const __m128i*>(bytes.data()));
+}
+
+__attribute__((target("avx2"))) inline __m256i Bytes256(const SpreadByte& bytes) {
+    return _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes.data()));
+}
+
+// Each byte plus the delta of its run; `inside` keeps the lanes that found one.
+__attribute__((target("ssse3"))) inline __m128i Translate128(const RunBytes& runs, __m128i c,
+                                                             __m128i& inside) {
+    __m128i add = _mm_setzero_si128();
+    __m128i found = _mm_setzero_si128();
+    for (std::size_t i = 0; i < runs.count; ++i) {
+        const __m128i in = _mm_and_si128(_mm_cmpgt_epi8(c, Bytes128(runs.above[i])),
+                                         _mm_cmplt_epi8(c, Bytes128(runs.below[i])));
+        found = _mm_or_si128(found, in);
+        add = _mm_or_si128(add, _mm_and_si128(in, Bytes128(runs.delta[i])));
+    }
+    inside = _mm_and_si128(inside, found);
+    return _mm_add_epi8(c, add);
+}
+
+// Sixteen characters at `in` to twelve bytes at `out`.
+__attribute__((target("ssse3"))) inline void DecodeBlock128(const RunBytes& runs,
+                                                            const unsigned char* in,
+                                                            unsigned char* out, __m128i& inside) {
+    const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+    const __m128i values = Translate128(runs, c, inside);
+    const __m128i bits = _mm_madd_epi16(_mm_maddubs_epi16(values, _mm_set1_epi32(0x01400140)),
+                                        _mm_set1_epi32(0x00011000));
+    const __m128i bytes = _mm_shuffle_epi8(bits, Load128(kPackOrder));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), bytes);
+    const auto last = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(bytes, 8)));
+    std::memcpy(out + 8, &last, 4);
+}
+
+__attribute__((target("ssse3"))) bool DecodeGroupsSsse3(const RunBytes& runs,
+                                                        const unsigned char* in, std::size_t groups,
+                                                        unsigned char* out) {
+    __m128i inside = _mm_set1_epi8(-1);
+    std::size_t group = 0;
+    for (; group + 4 <= groups; group += 4) {
+        DecodeBlock128(runs, in + 4 * group, out + 3 * group, inside);
+    }
+    if (group < groups) {
+        // Overlaps the block before: the same bytes again.
+        DecodeBlock128(runs, in + 4 * (groups - 4), out + 3 * (groups - 4), inside);
+    }
+    return _mm_movemask_epi8(inside) == 0xFFFF;
+}
+
+// Twelve bytes spread from the sixteen at `from` to sixteen characters at `out`.
+__attribute__((target("ssse3"))) inline void EncodeBlock128(const RunBytes& runs,
+                                                            const unsigned char* from,
+                                                            __m128i spread, char* out) {
+    const __m128i b =
+        _mm_shuffle_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from)), spread);
+    const __m128i values = _mm_or_si128(
+        _mm_mulhi_epu16(_mm_and_si128(b, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040)),
+        _mm_mullo_epi16(_mm_and_si128(b, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010)));
+    __m128i unused = _mm_setzero_si128();
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), Translate128(runs, values, unused));
+}
+
+// Encodes the groups from the start as far as whole loads go, and the last four; returns where
+// the first part ended. The scalar way takes any group between the two.
+__attribute__((target("ssse3"))) std::size_t EncodeGroupsSsse3(const RunBytes& runs,
+                                                               const unsigned char* in,
+                                                               std::size_t groups, char* out) {
+    const __m128i spread = Load128(kSpread);
+    const std::size_t bytes = 3 * groups;
+    std::size_t group = 0;
+    for (; group + 4 <= groups && 3 * group + 16 <= bytes; group += 4) {
+        EncodeBlock128(runs, in + 3 * group, spread, out + 4 * group);
+    }
+    if (group < groups) {
+        // The last four groups from a load that ends with the input.
+        EncodeBlock128(runs, in + bytes - 16, Load128(kSpreadAfter4), out + 4 * (groups - 4));
+    }
+    return group;
+}
+
+__attribute__((target("avx2"))) inline __m256i Translate256(const RunBytes& runs, __m256i c,
+                                                            __m256i& inside) {
+    __m256i add = _mm256_setzero_si256();
+    __m256i found = _mm256_setzero_si256();
+    for (std::size_t i = 0; i < runs.count; ++i) {
+        const __m256i in = _mm256_and_si256(_mm256_cmpgt_epi8(c, Bytes256(runs.above[i])),
+                                            _mm256_cmpgt_epi8(Bytes256(runs.below[i]), c));
+        found = _mm256_or_si256(found, in);
+        add = _mm256_or_si256(add, _mm256_and_si256(in, Bytes256(runs.delta[i])));
+    }
+    inside = _mm256_and_si256(inside, found);
+    return _mm256_add_epi8(c, add);
+}
+
+__attribute__((target("avx2"))) inline __m256i Both128(const std::array<int8_t, 16>& bytes) {
+    return _mm256_broadcastsi128_si256(
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes.data())));
+}
+
+// Thirty-two characters at `in` to twenty-four bytes at `out`.
+__attribute__((target("avx2"))) inline void DecodeBlock256(const RunBytes& runs,
+                                                           const unsigned char* in,
+                                                           unsigned char* out, __m256i& inside) {
+    const __m256i c = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(in));
+    const __m256i values = Translate256(runs, c, inside);
+    const __m256i bits = _mm256_madd_epi16(
+        _mm256_maddubs_epi16(values, _mm256_set1_epi32(0x01400140)), _mm256_set1_epi32(0x00011000));
+    // Twelve bytes at the bottom of each half, then the halves side by side.
+    const __m256i bytes = _mm256_permutevar8x32_epi32(
+        _mm256_shuffle_epi8(bits, Both128(kPackOrder)), _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(bytes));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(bytes, 1));
+}
+
+__attribute__((target("avx2"))) bool DecodeGroupsAvx2(const RunBytes& runs, const unsigned char* in,
+                                                      std::size_t groups, unsigned char* out) {
+    __m256i inside = _mm256_set1_epi8(-1);
+    std::size_t group = 0;
+    for (; group + 8 <= groups; group += 8) {
+        DecodeBlock256(runs, in + 4 * group, out + 3 * group, inside);
+    }
+    if (group < groups) {
+        DecodeBlock256(runs, in + 4 * (groups - 8), out + 3 * (groups - 8), inside);
+    }
+    return _mm256_movemask_epi8(inside) == -1;
+}
+
+// Each half spreads twelve bytes of its own sixteen-byte load into sixteen characters.
+__attribute__((target("avx2"))) inline void EncodeBlock256(const RunBytes& runs,
+                                                           const unsigned char* low,
+                                                           const unsigned char* high,
+                                                           __m256i spread, char* out) {
+    const __m256i loaded = _mm256_inserti128_si256(
+        _mm256_castsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(low))),
+        _mm_loadu_si128(reinterpret_cast<const __m128i*>(high)), 1);
+    const __m256i b = _mm256_shuffle_epi8(loaded, spread);
+    const __m256i values =
+        _mm256_or_si256(_mm256_mulhi_epu16(_mm256_and_si256(b, _mm256_set1_epi32(0x0FC0FC00)),
+                                           _mm256_set1_epi32(0x04000040)),
+                        _mm256_mullo_epi16(_mm256_and_si256(b, _mm256_set1_epi32(0x003F03F0)),
+                                           _mm256_set1_epi32(0x01000010)));
+    __m256i unused = _mm256_setzero_si256();
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), Translate256(runs, values, unused));
+}
+
+// As EncodeGroupsSsse3, with the last eight groups.
+__attribute__((target("avx2"))) std::size_t EncodeGroupsAvx2(const RunBytes& runs,
+                                                             const unsigned char* in,
+                                                             std::size_t groups, char* out) {
+    const __m256i spread = Both128(kSpread);
+    const std::size_t bytes = 3 * groups;
+    std::size_t group = 0;
+    for (; group + 8 <= groups && 3 * group + 28 <= bytes; group += 8) {
+        EncodeBlock256(runs, in + 3 * group, in + 3 * group + 12, spread, out + 4 * group);
+    }
+    if (group < groups) {
+        EncodeBlock256(runs, in + bytes - 28, in + bytes - 16, Both128(kSpreadAfter4),
+                       out + 4 * (groups - 8));
+    }
+    return group;
+}
+
+#else
+
+KernelPath DetectKernelPath() {
+    return KernelPath::Scalar;
+}
+
+#endif
+
+KernelPath BestPath() {
+    static const KernelPath best = DetectKernelPath();
+    return best;
+}
+
+// The path in use, -1 until the first kernel asks (then the best one).
+std::atomic<int> activePath{-1};
+
+}  // namespace
+
+KernelPath BestKernelPath() {
+    return BestPath();
+}
+
+KernelPath ActiveKernelPath() {
+    const int path = activePath.load(std::memory_order_relaxed);
+    return path < 0 ? BestPath() : static_cast<KernelPath>(path);
+}
+
+KernelPath UseKernelPath(KernelPath path) {
+    const KernelPath taken =
+        static_cast<int>(path) <= static_cast<int>(BestPath()) ? path : BestPath();
+    activePath.store(static_cast<int>(taken), std::memory_order_relaxed);
+    return taken;
+}
+
+std::string_view KernelPathName(KernelPath path) {
+    switch (path) {
+        case KernelPath::Avx2:
+            return "avx2";
+        case KernelPath::Ssse3:
+            return "ssse3";
+        case KernelPath::Scalar:
+            break;
+    }
+    return "scalar";
+}
+
+bool HasVectorGroups(const DecodeTable& table) {
+    return DecodeRunsFor(table) != nullptr;
+}
+
+bool DecodeGroupsScalar(const DecodeTable& table, const unsigned char* in, std::size_t groups,
+                        unsigned char* out) {
+    // An invalid character (-1) sets bits above the 24 a valid group reaches.
+    uint32_t seen = 0;
+    for (std::size_t g = 0; g < groups; ++g, in += 4, out += 3) {
+        const uint32_t bits = (static_cast<uint32_t>(table[in[0]]) << 18) |
+                              (static_cast<uint32_t>(table[in[1]]) << 12) |
+                              (static_cast<uint32_t>(table[in[2]]) << 6) |
+                              static_cast<uint32_t>(table[in[3]]);
+        seen |= bits;
+        out[0] = static_cast<unsigned char>(bits >> 16);
+        out[1] = static_cast<unsigned char>(bits >> 8);
+        out[2] = static_cast<unsigned char>(bits);
+    }
+    return seen <= 0xFFFFFFU;
+}
+
+bool DecodeGroups(const DecodeTable& table, const unsigned char* in, std::size_t groups,
+                  unsigned char* out) {
+#if defined(MANDREL_X86_KERNELS)
+    if (const RunBytes* runs = DecodeRunsFor(table); runs != nullptr) {
+        const KernelPath path = ActiveKernelPath();
+        if (path == KernelPath::Avx2 && groups >= 8) {
+            return DecodeGroupsAvx2(*runs, in, groups, out);
+        }
+        if (path != KernelPath::Scalar && groups >= 4) {
+            return DecodeGroupsSsse3(*runs, in, groups, out);
+        }
+    }
+#endif
+    return DecodeGroupsScalar(table, in, groups, out);
+}
+
+void EncodeGroupsScalar(std::string_view alphabet, const unsigned char* in, std::size_t groups,
+                        char* out) {
+    if (const PairTable* pairs = PairTableFor(alphabet); pairs != nullptr) {
+        for (std::size_t g = 0; g < groups; ++g, in += 3, out += 4) {
+            const uint32_t v = (uint32_t{in[0]} << 16) | (uint32_t{in[1]} << 8) | in[2];
+            std::memcpy(out, (*pairs)[v >> 12].data(), 2);
+            std::memcpy(out + 2, (*pairs)[v & 0xFFFU].data(), 2);
+        }
+        return;
+    }
+    const char* a = alphabet.data();
+    for (std::size_t g = 0; g < groups; ++g, in += 3, out += 4) {
+        const unsigned b0 = in[0];
+        const unsigned b1 = in[1];
+        const unsigned b2 = in[2];
+        out[0] = a[b0 >> 2];
+        out[1] = a[((b0 & 0x03U) << 4) | (b1 >> 4)];
+        out[2] = a[((b1 & 0x0FU) << 2) | (b2 >> 6)];
+        out[3] = a[b2 & 0x3FU];
+    }
+}
+
+void EncodeGroups(std::string_view alphabet, const unsigned char* in, std::size_t groups,
+                  char* out) {
+#if defined(MANDREL_X86_KERNELS)
+    if (const RunBytes* runs = EncodeRunsFor(alphabet); runs != nullptr) {
+        const KernelPath path = ActiveKernelPath();
+        std::size_t tail = 0;
+        std::size_t done = groups;
+        if (path == KernelPath::Avx2 && groups >= 10) {
+            done = EncodeGroupsAvx2(*runs, in, groups, out);
+            tail = 8;
+        } else if (path != KernelPath::Scalar && groups >= 6) {
+            done = EncodeGroupsSsse3(*runs, in, groups, out);
+            tail = 4;
+        }
+        if (tail != 0) {
+            if (done + tail < groups) {
+                EncodeGroupsScalar(alphabet, in + 3 * done, groups - tail - done, out + 4 * done);
+            }
+            return;
+        }
+    }
+#endif
+    EncodeGroupsScalar(alphabet, in, groups, out);
+}
+
+}  // namespace mandrel
