@@ -5,12 +5,9 @@
 #include <cstdio>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "codec/alphabets.h"
 #include "codec/decode_tables.h"
+#include "codec/group_kernels.h"
 #include "codec/sum_r.h"
 
 namespace mandrel {
@@ -203,50 +200,6 @@ private:
     uint32_t sizeAdded_ = 0;
 };
 
-#if defined(__SSE2__)
-// Complete UU groups, sixteen characters at a time; the same bytes as the table loop below.
-// The alphabet is the run 0x20..0x60 with 0x60 standing for 0, so the value is the character
-// less 0x20, masked to six bits, and a character is invalid when that difference passes 0x40.
-// A count of groups not divisible by four ends with a block that overlaps the one before it.
-// Writes one byte past the groups. False when a character is outside the alphabet.
-bool DecodeUuGroups(const unsigned char* p, int groups, unsigned char* out) {
-    const __m128i offset = _mm_set1_epi8(0x20);
-    const __m128i top = _mm_set1_epi8(0x40);
-    const __m128i six = _mm_set1_epi8(0x3F);
-    __m128i beyond = _mm_setzero_si128();
-    const auto block = [&](int first) {
-        const __m128i c = _mm_loadu_si128(
-            reinterpret_cast<const __m128i*>(p + static_cast<std::ptrdiff_t>(4) * first));
-        const __m128i d = _mm_sub_epi8(c, offset);
-        beyond = _mm_or_si128(beyond, _mm_subs_epu8(d, top));
-        // Each 32-bit lane holds one group, its first character lowest: v0 v1 v2 v3.
-        const __m128i v = _mm_and_si128(d, six);
-        const __m128i bits =
-            _mm_or_si128(_mm_or_si128(_mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x3F)), 18),
-                                      _mm_slli_epi32(_mm_and_si128(v, _mm_set1_epi32(0x3F00)), 4)),
-                         _mm_or_si128(_mm_and_si128(_mm_srli_epi32(v, 10), _mm_set1_epi32(0xFC0)),
-                                      _mm_srli_epi32(v, 24)));
-        // The three bytes in output order at the bottom of the lane.
-        const __m128i ordered = _mm_or_si128(
-            _mm_or_si128(_mm_srli_epi32(bits, 16), _mm_and_si128(bits, _mm_set1_epi32(0xFF00))),
-            _mm_slli_epi32(_mm_and_si128(bits, _mm_set1_epi32(0xFF)), 16));
-        alignas(16) std::array<uint32_t, 4> lanes{};
-        _mm_store_si128(reinterpret_cast<__m128i*>(lanes.data()), ordered);
-        for (std::size_t i = 0; i < 4; ++i) {
-            std::memcpy(out + 3 * (static_cast<std::size_t>(first) + i), &lanes[i], 4);
-        }
-    };
-    int first = 0;
-    for (; first + 4 <= groups; first += 4) {
-        block(first);
-    }
-    if (first < groups) {
-        block(groups - 4);
-    }
-    return _mm_movemask_epi8(_mm_cmpeq_epi8(beyond, _mm_setzero_si128())) == 0xFFFF;
-}
-#endif
-
 constexpr bool EndsLine(unsigned char c) {
     return c == '\r' || c == '\n';
 }
@@ -271,27 +224,10 @@ int DecodeWholeGroups(const DecodeTable& table, std::span<const unsigned char> b
     const unsigned char* p = line + 1;
     uint32_t seen = 0;
     const int whole = length / 3 * 3;
-    int produced = 0;
-#if defined(__SSE2__)
-    if (&table == &kUUDecodeTable && whole >= 12) {
-        if (!DecodeUuGroups(p, whole / 3, out.data())) {
-            return kTakeExactWay;
-        }
-        produced = whole;
-        p += static_cast<std::ptrdiff_t>(whole / 3) * 4;
+    if (!DecodeGroups(table, p, static_cast<std::size_t>(whole / 3), out.data())) {
+        return kTakeExactWay;
     }
-#endif
-    for (; produced < whole; produced += 3) {
-        const uint32_t bits = (static_cast<uint32_t>(table[p[0]]) << 18) |
-                              (static_cast<uint32_t>(table[p[1]]) << 12) |
-                              (static_cast<uint32_t>(table[p[2]]) << 6) |
-                              static_cast<uint32_t>(table[p[3]]);
-        seen |= bits;
-        out[produced] = static_cast<unsigned char>(bits >> 16);
-        out[produced + 1] = static_cast<unsigned char>(bits >> 8);
-        out[produced + 2] = static_cast<unsigned char>(bits);
-        p += 4;
-    }
+    p += static_cast<std::ptrdiff_t>(whole / 3) * 4;
     if (const int rest = length - whole; rest > 0) {
         std::array<uint32_t, 4> values{};
         int taken = 0;

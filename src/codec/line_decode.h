@@ -43,7 +43,7 @@ int DecodeBase64LineText(std::span<const unsigned char> line, std::span<unsigned
                          bool tolerant, std::string& reason);
 
 // The quick way for a sound UU or XX line: valid characters that fit the length character, the
-// line end and nothing else, in one tight loop (sixteen UU characters at a time with SSE2). A
+// line end and nothing else, the groups through the vector kernels (group_kernels.h). A
 // last group short of its length's bytes may stop after the characters those bytes need, as
 // many writers do. Reads up to the kQuickReach characters the longest length character can
 // call for, so the buffer must hold that many, and writes up to kQuickRoom bytes. Keeps no

@@ -448,6 +448,32 @@ long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
     return written;
 }
 
+std::span<unsigned char> BufFileTable::BufFileWriteRoom(BufFile slot, std::size_t least) {
+    Slot* s = Valid(slot);
+    const bool expand =
+        s != nullptr && (s->flags & (BF_TEXT | BF_CRLF_WRITE)) == (BF_TEXT | BF_CRLF_WRITE);
+    if (s == nullptr || s->mode != 2 || expand) {
+        return {};
+    }
+    EnsureBuffer(*s);
+    // WriteBytes keeps one byte free for an added CR; so does this, to share its limits.
+    const std::size_t full = bufferSize_ - 1;
+    if (full - std::min(full, s->count) < least && BufFileFlush(slot) < 0) {
+        return {};
+    }
+    return {reinterpret_cast<unsigned char*>(s->buffer.get()) + s->count, full - s->count};
+}
+
+void BufFileTable::BufFileWritten(BufFile slot, std::size_t n) {
+    Slot* s = Valid(slot);
+    if (s == nullptr || n == 0) {
+        return;
+    }
+    s->count += n;
+    s->previousWritten = static_cast<unsigned char>(s->buffer[s->count - 1]);
+    s->lastOperation = kOpWrite;
+}
+
 long BufFileTable::BufFileWriteString(BufFile slot, std::string_view text) {
     const std::size_t end = text.find('\0');
     return BufFileWrite(slot, end == std::string_view::npos ? text : text.substr(0, end));

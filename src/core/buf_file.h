@@ -98,6 +98,12 @@ public:
         s.previousRead = static_cast<unsigned char>(s.buffer[s.position - 1]);
         s.lastOperation = kLastOperationRead;
     }
+    // The free part of the write buffer of a file open for writing without CR LF expansion,
+    // flushed first when less than `least` bytes are free: for a writer that puts its bytes
+    // there itself and then calls BufFileWritten. Empty for any other file or after a failed
+    // flush.
+    std::span<unsigned char> BufFileWriteRoom(BufFile slot, std::size_t least);
+    void BufFileWritten(BufFile slot, std::size_t n);
     // Characters written (added CRs not counted); -1 when the first buffer cannot be had.
     long BufFileWriteString(BufFile slot, std::string_view text);
     long BufFileWrite(BufFile slot, std::string_view data);

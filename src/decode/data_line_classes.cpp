@@ -292,6 +292,25 @@ int ClassifyDataLine(DecodeContext& app, char* line, int part, int& trailerPart,
     return classifier.Classify();
 }
 
+// The classifier's tests, by their first byte: "end" and "*end" in either case, blank lines,
+// "sum -r/size", "section" in either case, and every trailer and cut line ("-", "END").
+const std::array<bool, 256>& MayNotBeDataFirstBytes() {
+    static constexpr std::array<bool, 256> kBytes = [] {
+        std::array<bool, 256> bytes{};
+        for (const unsigned char c : {'e', 'E', '*', 's', 'S', '-', ' ', '\t', '\r', '\n', '\0'}) {
+            bytes[c] = true;
+        }
+        return bytes;
+    }();
+    return kBytes;
+}
+
+bool IsPlainDataLine(const char* line) {
+    return !IsEndWord(line) && !IsBlankLine(line) && line[0] != '-' &&
+           !StartsWithExact(line, "END") && !StartsWithExact(line, "sum -r/size") &&
+           !StartsWithNoCase(line, "section");
+}
+
 int GuessUuOrXx(DecodeContext& app, const char* line) {
     const DecodeTable& xx = DecodeTableFor(kEncodingXX);
     const DecodeTable& uu = DecodeTableFor(kEncodingUU);

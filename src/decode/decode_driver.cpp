@@ -23,6 +23,7 @@
 #include "decode/header_recognition.h"
 #include "decode/join_parts.h"
 #include "decode/line_decoder.h"
+#include "decode/line_runs.h"
 #include "decode/part_sums.h"
 
 namespace mandrel {
@@ -91,6 +92,8 @@ private:
     int AnswerRefusedLine(int& next);
     std::string DecodeErrorQuestion() const;
     void WriteDecoded(int count);
+    void DecodeFollowingRuns();
+    void ReportWriteFailure();
     void LookForPartChecksum();
     void LookForTotalChecksum();
     const char* ReadChecksumFigures(uint32_t& checksum, int32_t& size) const;
@@ -731,6 +734,20 @@ void DecodeRun::DecodeDataLine() {
     if (count > 0) {
         WriteDecoded(count);
     }
+    if (state_ == DECODELINES && readNext_ && !binhex) {
+        DecodeFollowingRuns();
+    }
+}
+
+void DecodeRun::DecodeFollowingRuns() {
+    if (app_.config.decodemethod == kDecodeByDataInput && !encodingSettled_) {
+        return;
+    }
+    if (!DecodeLineRuns(app_, input_, output_, app_.parts.current)) {
+        ReportWriteFailure();
+        return;
+    }
+    PumpMessages(app_.ui, 4);
 }
 
 int DecodeRun::DecodeOnce(int tolerant, int& next) {
@@ -745,9 +762,26 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
             return count;
         }
     }
-    // The exact way keeps the sum itself, after everything that went before.
-    SettlePartSum(app_, app_.parts.current);
-    return DecodeLine(app_, line_, decoded_, CurrentRow(), tolerant);
+    const int row = app_.parts.current;
+    if (!HasDeferredSum(app_, row)) {
+        return DecodeLine(app_, line_, decoded_, CurrentRow(), tolerant);
+    }
+    // Lines before wait for their sum: the exact way's share of this one waits behind them,
+    // to be had by running the line again with the same rules.
+    const bool mime = Encoding() == kEncodingMIME;
+    ExactLineRules rules;
+    rules.table = mime ? nullptr : &TableInUse(app_, Encoding());
+    rules.pad = mime ? 0 : static_cast<unsigned char>(AlphabetFor(Encoding())[0]);
+    rules.base64 = decode.base64Position == 0 ? Base64State{} : decode.base64;
+    rules.tolerant = tolerant != 0;
+    PartRecord& part = CurrentRow();
+    const uint32_t before = part.calculatedChecksum;
+    const int count = DecodeLine(app_, line_, decoded_, part, tolerant);
+    if (count >= 0) {
+        part.calculatedChecksum = before;
+        DeferExactLine(app_, row, line_.data(), rules);
+    }
+    return count;
 }
 
 // What becomes of a line the decoder refused: the bytes it yields, or -1.
@@ -1165,13 +1199,17 @@ bool DecodeRun::CloseOutput() {
     if (app_.files.BufFileClose(output)) {
         return true;
     }
+    ReportWriteFailure();
+    return false;
+}
+
+void DecodeRun::ReportWriteFailure() {
     // A part file is named in its row; a single file's output (a device among them) is the job's.
     const std::string part = PartFilePath(CurrentRow());
     ShowSystemError(app_.ui, app_.files.LastError(), kMbStop, "Can't Write to %s because\r\n",
                     part.empty() ? app_.job.JobOutputPath.c_str() : part.c_str());
     readNext_ = false;
     SetDecodeState(CRITICALERROR);
-    return false;
 }
 
 void DecodeRun::CloseOutputQuietly() {

@@ -1,5 +1,9 @@
 #include "decode/line_decoder.h"
 
+#include <cstring>
+
+#include "codec/line_run_decode.h"
+
 namespace mandrel {
 
 namespace {
@@ -52,6 +56,51 @@ int DecodeLine(DecodeContext& app, const LineBuffer& line, std::span<unsigned ch
         TakeSums(app, part, sums);
     }
     return count;
+}
+
+void CountQuickLines(DecodeContext& app, PartRecord& part, uint64_t characters, uint32_t lines) {
+    DecodeJob& decode = app.decode;
+    part.calculatedSize += static_cast<uint32_t>(characters);
+    decode.totals.runningChecksumPartial = true;
+    if (app.job.EncodingIndex == kEncodingMIME) {
+        // Whole groups leave the Base64 state where a fresh body starts it.
+        if (decode.base64Position == 0) {
+            decode.base64 = Base64State{};
+        }
+        decode.base64Position += static_cast<uint32_t>(characters - lines);
+    }
+}
+
+int DecodeLineQuick(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
+                    PartRecord& part) {
+    const int encoding = app.job.EncodingIndex;
+    if (encoding == kEncodingMIME) {
+        const DecodeJob& decode = app.decode;
+        if (decode.base64Position != 0 && decode.base64.phase != 0) {
+            return kTakeExactWay;  // a group runs on from the line before
+        }
+        const std::span<const unsigned char> bytes = LineBytes(line);
+        const std::span<const unsigned char> text = bytes.first(strnlen(line.data(), line.size()));
+        const LineRunResult run =
+            DecodeLineRun({&kBase64DecodeTable, true, nullptr, 1}, text, -1, out);
+        if (run.lines != 1) {
+            return kTakeExactWay;
+        }
+        CountQuickLines(app, part, run.characters, 1);
+        return static_cast<int>(run.produced);
+    }
+    if (encoding != kEncodingUU && encoding != kEncodingXX) {
+        return kTakeExactWay;
+    }
+    int characters = 0;
+    const int length =
+        DecodeWholeGroups(TableInUse(app, encoding), LineBytes(line), out, characters);
+    if (length == kTakeExactWay) {
+        return kTakeExactWay;
+    }
+    // The length character, the data and the line end, as the exact way counts them.
+    CountQuickLines(app, part, static_cast<uint64_t>(characters) + 2U, 1);
+    return length;
 }
 
 }  // namespace mandrel

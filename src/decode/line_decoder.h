@@ -32,27 +32,16 @@ void SelectDecodeTable(DecodeContext& app, int encoding);
 int DecodeLine(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
                PartRecord& part, int tolerant);
 
-// The quick way for a UU or XX data line in strict mode: valid characters that fit the length
-// character, the line end and nothing else. Counts the part's size but keeps neither checksum,
-// which the caller must see to. out needs room for 64 bytes. Returns the bytes decoded, or
-// kTakeExactWay for any other line, with nothing changed. Inline: the driver calls it for
-// every line, and the kernel behind it is a call already.
-inline int DecodeLineQuick(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
-                           PartRecord& part) {
-    const int encoding = app.job.EncodingIndex;
-    if (encoding != kEncodingUU && encoding != kEncodingXX) {
-        return kTakeExactWay;
-    }
-    int characters = 0;
-    const int length =
-        DecodeWholeGroups(TableInUse(app, encoding), LineBytes(line), out, characters);
-    if (length == kTakeExactWay) {
-        return kTakeExactWay;
-    }
-    // The length character, the data and the line end, as the exact way counts them.
-    part.calculatedSize += static_cast<uint32_t>(characters + 2);
-    app.decode.totals.runningChecksumPartial = true;
-    return length;
-}
+// What sound lines taken the quick way add up to, `characters` with one line end per line:
+// the part's size, the MIME body's position; the output's running checksum is then the
+// file's to settle.
+void CountQuickLines(DecodeContext& app, PartRecord& part, uint64_t characters, uint32_t lines);
+
+// The quick way for a sound UU, XX or Base64 data line (what DecodeWholeGroups or a run of
+// one line takes). Counts as CountQuickLines but keeps no checksum, which the caller must see
+// to. out needs room for 64 bytes. Returns the bytes decoded, or kTakeExactWay for any other
+// line, with nothing changed.
+int DecodeLineQuick(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
+                    PartRecord& part);
 
 }  // namespace mandrel

@@ -40,7 +40,43 @@ bool SumRun(BufFileTable& files, BufFile file, const DeferredSumItem& item, uint
     return true;
 }
 
+// The sum the exact way gives the line, from `sum` on; its bytes are thrown away.
+void SumExactLine(const DeferredSumItem& item, uint32_t& sum) {
+    const ExactLineRules& rules = *item.exact;
+    const std::span<const unsigned char> text(
+        reinterpret_cast<const unsigned char*>(item.text.c_str()), item.text.size() + 1);
+    std::array<unsigned char, kLineBufferSize + 64> scratch{};
+    LineDecodeSums sums{sum, 0, 0};
+    std::string reason;
+    if (rules.table != nullptr) {
+        DecodeGroupLineText(*rules.table, text, scratch, sums, rules.tolerant, rules.pad, reason);
+    } else {
+        Base64State state = rules.base64;
+        uint32_t consumed = 0;
+        DecodeBase64LineText(text, scratch, state, consumed, sums, rules.tolerant, reason);
+    }
+    sum = sums.part;
+}
+
 }  // namespace
+
+bool HasDeferredSum(const DecodeContext& app, int row) {
+    return !app.decode.deferredSums
+                .rows[static_cast<std::size_t>(std::clamp(row, 0, MAX_PARTS - 1))]
+                .empty();
+}
+
+void DeferExactLine(DecodeContext& app, int row, const char* line, const ExactLineRules& rules) {
+    std::vector<DeferredSumItem>& items = ItemsOf(app, row);
+    if (items.size() >= kMostItemsPerRow) {
+        // Too many pieces: settle those before and then this line, as the exact way would have.
+        SettlePartSum(app, row);
+        DeferredSumItem item{{}, BufReadMark{-1, -1}, std::string(line), rules};
+        SumExactLine(item, RowOf(app, row).calculatedChecksum);
+        return;
+    }
+    items.push_back(DeferredSumItem{{}, BufReadMark{-1, -1}, std::string(line), rules});
+}
 
 void ClearDeferredPartSums(DeferredPartSums& sums) {
     for (std::vector<DeferredSumItem>& items : sums.rows) {
@@ -100,7 +136,11 @@ void SettlePartSum(DecodeContext& app, int row) {
     BufFile file = kNoBufFile;
     for (const DeferredSumItem& item : items) {
         if (item.IsText()) {
-            SumLineToEnd(item.text.c_str(), part.calculatedChecksum);
+            if (item.exact) {
+                SumExactLine(item, part.calculatedChecksum);
+            } else {
+                SumLineToEnd(item.text.c_str(), part.calculatedChecksum);
+            }
             continue;
         }
         if (file == kNoBufFile) {

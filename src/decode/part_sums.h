@@ -6,9 +6,12 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "codec/decode_tables.h"
+#include "codec/line_decode.h"
 #include "core/buf_file.h"
 #include "core/part_table.h"
 
@@ -16,12 +19,23 @@ namespace mandrel {
 
 struct DecodeContext;
 
-// Lines of the input whose whole text goes into the sum as SumLineToEnd takes it: a run of
-// whole lines read from `start` up to `end`, or one line kept as text.
+// How a line the exact way decoded is run again for its sum alone: the characters that way
+// sums depend on its rules (blanks and padding left out, a short line padded).
+struct ExactLineRules {
+    const DecodeTable* table = nullptr;  // UU or XX; null for Base64
+    unsigned char pad = 0;
+    Base64State base64{};
+    bool tolerant = false;
+};
+
+// Lines of the input whose text goes into the sum: a run of whole lines read from `start` up to
+// `end` (their whole text, as SumLineToEnd takes it), or one line kept as text, taken whole or
+// (with `exact`) as the exact way takes it.
 struct DeferredSumItem {
     BufReadMark start;
     BufReadMark end;
     std::string text;
+    std::optional<ExactLineRules> exact;
     bool IsText() const { return end.offset < 0; }
 };
 
@@ -39,6 +53,12 @@ void DeferInputLine(DecodeContext& app, int row, BufFile input, const BufReadMar
                     const BufReadMark& end);
 // As above for a line held as text; it goes straight into the sum when nothing waits before it.
 void AddTextToPartSum(DecodeContext& app, int row, const char* line);
+
+// A line the exact way just decoded for row, which left the row's checksum as it was: its
+// share waits behind the lines before it.
+void DeferExactLine(DecodeContext& app, int row, const char* line, const ExactLineRules& rules);
+// True when lines of the row wait for their sum.
+bool HasDeferredSum(const DecodeContext& app, int row);
 
 // Folds what waits into the row's calculated checksum. A run that cannot be read again leaves
 // the checksum short, so that the comparison shows a difference rather than a false match.
