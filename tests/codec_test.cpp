@@ -442,5 +442,23 @@ TEST(BinHexCrc, TableStepIsTheBitByBitStepEverywhere) {
     EXPECT_EQ(BinHexFinishCrc(crc), 0x31C3U);
 }
 
+// The sliced block CRC is the byte step repeated, for every length around the slice width and
+// from any accumulator.
+TEST(BinHexCrc, BlockIsTheStepForEveryByte) {
+    std::mt19937 random(5);
+    for (std::size_t size = 0; size <= 70; ++size) {
+        std::vector<unsigned char> bytes(size);
+        for (unsigned char& b : bytes) {
+            b = static_cast<unsigned char>(random());
+        }
+        const uint32_t start = random() & 0xFFFFU;
+        uint32_t stepped = start;
+        for (const unsigned char b : bytes) {
+            stepped = BinHexCrcUpdateByBits(b, stepped);
+        }
+        ASSERT_EQ(BinHexCrcBlock(bytes, start), stepped) << size;
+    }
+}
+
 }  // namespace
 }  // namespace mandrel

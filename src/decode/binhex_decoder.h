@@ -2,6 +2,7 @@
 // a header, a data fork and a resource fork, each with its CRC. Only the data fork is kept.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "core/buf_file.h"
@@ -27,9 +28,11 @@ int ReadBinHexByte(DecodeContext& app);
 // character before the header and its CRC are complete (the driver then goes to BADFINISH).
 bool ReadBinHexHeader(DecodeContext& app, BufFile input, int interactive, PartRecord& part);
 
-// Decodes up to 90 data-fork bytes into buffer; returns their count (0 while the resource fork
-// is read), or -1. nextState becomes DECODELINES, PREPARETRAILER or BADFINISH.
+// Decodes data-fork bytes into buffer (room bytes long): up to 90 byte by byte, or, where the
+// groups stand whole in the input's buffer, as many as the room holds. Returns their count (0
+// while the resource fork is read), or -1. nextState becomes DECODELINES, PREPARETRAILER or
+// BADFINISH.
 int DecodeBinHexChunk(DecodeContext& app, BufFile input, unsigned char* buffer, int interactive,
-                      int tolerant, PartRecord& part, int& nextState);
+                      int tolerant, PartRecord& part, int& nextState, std::size_t room = 90);
 
 }  // namespace mandrel

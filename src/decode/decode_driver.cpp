@@ -38,7 +38,7 @@ constexpr int kLastFormat = kFileFormatCount - 1;  // R.E.M., where Try All Form
 
 // Room for the bytes of one line (at most three quarters of 254 characters) or of one BinHex
 // chunk (90 bytes), with a margin.
-constexpr std::size_t kDecodedBufferSize = 512;
+constexpr std::size_t kDecodedBufferSize = 32768;
 
 constexpr std::string_view kChecksumKey = "sum -r/size";
 
@@ -752,7 +752,8 @@ void DecodeRun::DecodeFollowingRuns() {
 
 int DecodeRun::DecodeOnce(int tolerant, int& next) {
     if (Encoding() == kEncodingBinHex) {
-        return DecodeBinHexChunk(app_, input_, decoded_.data(), ask_, tolerant, CurrentRow(), next);
+        return DecodeBinHexChunk(app_, input_, decoded_.data(), ask_, tolerant, CurrentRow(), next,
+                                 decoded_.size());
     }
     const DecodeJob& decode = app_.decode;
     if (tolerant == 0 && decode.markedLine == line_.data() && decode.lineStart.offset >= 0) {
