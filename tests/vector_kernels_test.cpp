@@ -23,6 +23,7 @@ const std::vector<Alphabet> kAlphabets = {
     {"UU", UUAlphabet, &kUUDecodeTable},
     {"XX", XXAlphabet, &kXXDecodeTable},
     {"Base64", Base64Alphabet, &kBase64DecodeTable},
+    {"BinHex", BinHexAlphabet, &kBinHexDecodeTable},
 };
 
 // Runs the body once for every vector path this processor has, and restores the best path.

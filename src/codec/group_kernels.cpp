@@ -18,14 +18,14 @@ namespace {
 
 // The alphabets as runs of consecutive characters with consecutive values: c + delta is the
 // value of a character of the run (decoding), v + delta the character of a value (encoding).
-// Two runs make the UU alphabet and five the XX and Base64 ones, so a vector path tests a
-// handful of ranges where a scalar one looks up a table.
+// Two runs make the UU alphabet, five the XX and Base64 ones and nine BinHex's, so a vector
+// path tests a handful of ranges where a scalar one looks up a table.
 struct ByteRun {
     int first = 0;
     int last = 0;
     int delta = 0;
 };
-constexpr std::size_t kMostRuns = 6;
+constexpr std::size_t kMostRuns = 9;
 struct RunSet {
     std::size_t count = 0;  // 0: not fit for the vector paths
     std::array<ByteRun, kMostRuns> runs{};
@@ -79,6 +79,9 @@ constexpr RunSet kBase64Runs = DecodeRunsOf(kBase64DecodeTable);
 constexpr RunSet kUUCharRuns = EncodeRunsOf(UUAlphabet.substr(0, 64));
 constexpr RunSet kXXCharRuns = EncodeRunsOf(XXAlphabet);
 constexpr RunSet kBase64CharRuns = EncodeRunsOf(Base64Alphabet);
+constexpr RunSet kBinHexRuns = DecodeRunsOf(kBinHexDecodeTable);
+constexpr RunSet kBinHexCharRuns = EncodeRunsOf(BinHexAlphabet);
+static_assert(kBinHexRuns.count == 9 && kBinHexCharRuns.count == 9);
 static_assert(kUURuns.count == 2 && kXXRuns.count == 5 && kBase64Runs.count == 5);
 static_assert(kUUCharRuns.count == 2 && kXXCharRuns.count == 5 && kBase64CharRuns.count == 5);
 static_assert(kUUCharRuns.runs[0].first == 0 && kUUCharRuns.runs[0].delta == '`');
@@ -118,6 +121,8 @@ constexpr RunBytes kBase64RunBytes = SpreadRuns(kBase64Runs);
 constexpr RunBytes kUUCharRunBytes = SpreadRuns(kUUCharRuns);
 constexpr RunBytes kXXCharRunBytes = SpreadRuns(kXXCharRuns);
 constexpr RunBytes kBase64CharRunBytes = SpreadRuns(kBase64CharRuns);
+constexpr RunBytes kBinHexRunBytes = SpreadRuns(kBinHexRuns);
+constexpr RunBytes kBinHexCharRunBytes = SpreadRuns(kBinHexCharRuns);
 
 const RunBytes* DecodeRunsFor(const DecodeTable& table) {
     if (&table == &kUUDecodeTable) {
@@ -128,6 +133,9 @@ const RunBytes* DecodeRunsFor(const DecodeTable& table) {
     }
     if (&table == &kBase64DecodeTable) {
         return &kBase64RunBytes;
+    }
+    if (&table == &kBinHexDecodeTable) {
+        return &kBinHexRunBytes;
     }
     return nullptr;
 }
@@ -141,6 +149,9 @@ const RunBytes* EncodeRunsFor(std::string_view alphabet) {
     }
     if (alphabet.data() == Base64Alphabet.data()) {
         return &kBase64CharRunBytes;
+    }
+    if (alphabet.data() == BinHexAlphabet.data()) {
+        return &kBinHexCharRunBytes;
     }
     return nullptr;
 }
@@ -160,6 +171,7 @@ constexpr PairTable MakePairTable(std::string_view alphabet) {
 constexpr PairTable kUUPairs = MakePairTable(UUAlphabet);
 constexpr PairTable kXXPairs = MakePairTable(XXAlphabet);
 constexpr PairTable kBase64Pairs = MakePairTable(Base64Alphabet);
+constexpr PairTable kBinHexPairs = MakePairTable(BinHexAlphabet);
 
 const PairTable* PairTableFor(std::string_view alphabet) {
     if (alphabet.data() == UUAlphabet.data()) {
@@ -170,6 +182,9 @@ const PairTable* PairTableFor(std::string_view alphabet) {
     }
     if (alphabet.data() == Base64Alphabet.data()) {
         return &kBase64Pairs;
+    }
+    if (alphabet.data() == BinHexAlphabet.data()) {
+        return &kBinHexPairs;
     }
     return nullptr;
 }

@@ -1,6 +1,6 @@
-// Whole groups of four characters to three bytes and back, for the UU, XX and Base64 alphabets:
-// the inner loops of the line encoders and decoders. Each operation has a scalar reference and
-// SSSE3 and AVX2 paths; the path is chosen once from what the processor can run, and can be
+// Whole groups of four characters to three bytes and back, for the UU, XX, Base64 and BinHex
+// alphabets: the inner loops of the encoders and decoders. Each operation has a scalar reference
+// and SSSE3 and AVX2 paths; the path is chosen once from what the processor can run, and can be
 // set lower, so that tests and the fuzz run can hold every vector path against the scalar one.
 #pragma once
 
@@ -22,8 +22,8 @@ KernelPath ActiveKernelPath();
 KernelPath UseKernelPath(KernelPath path);
 std::string_view KernelPathName(KernelPath path);
 
-// True for the tables the vector paths know (UU, XX, Base64); the others always go the scalar
-// way.
+// True for the tables the vector paths know (UU, XX, Base64, BinHex); any other always goes
+// the scalar way.
 bool HasVectorGroups(const DecodeTable& table);
 
 // Decodes groups * 4 characters at `in` into groups * 3 bytes at `out`, reading and writing
@@ -35,7 +35,8 @@ bool DecodeGroupsScalar(const DecodeTable& table, const unsigned char* in, std::
                         unsigned char* out);
 
 // Encodes groups * 3 bytes at `in` as groups * 4 characters of `alphabet` (the 64-character UU,
-// XX or Base64 text: the same view as in alphabets.h) at `out`. Reads and writes nothing beyond.
+// XX, Base64 or BinHex text: the same view as in alphabets.h) at `out`. Reads and writes nothing
+// beyond.
 void EncodeGroups(std::string_view alphabet, const unsigned char* in, std::size_t groups,
                   char* out);
 void EncodeGroupsScalar(std::string_view alphabet, const unsigned char* in, std::size_t groups,

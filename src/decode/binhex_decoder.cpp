@@ -11,6 +11,7 @@
 #include "codec/alphabets.h"
 #include "codec/binhex_crc.h"
 #include "codec/binhex_runs.h"
+#include "codec/group_kernels.h"
 #include "core/format.h"
 #include "core/text_util.h"
 #include "decode/decode_job.h"
@@ -314,7 +315,10 @@ public:
             r.forkPosition >= r.forkLength) {
             return 0;
         }
-        ScanGroups(app_.files.BufFileAhead(r.input));
+        const std::span<const unsigned char> text = app_.files.BufFileAhead(r.input);
+        if (!ScanLines(text)) {
+            ScanGroups(text);
+        }
         if (groups_ == 0) {
             return 0;
         }
@@ -329,6 +333,41 @@ public:
     }
 
 private:
+    // The usual text, lines of characters and nothing else, the vector way: the lines' characters
+    // laid end to end and decoded as one run of groups. False, with nothing taken, when
+    // anything else stands among them (a blank, a colon, a lone CR, an invalid character):
+    // ScanGroups then takes the text character by character.
+    bool ScanLines(std::span<const unsigned char> text) {
+        const std::size_t most = std::min(kMostGroups, out_.size() / 3 * 2 + 2) * 4;
+        std::size_t at = 0;
+        std::size_t laid = 0;
+        uint32_t lineEnds = 0;
+        std::size_t lines = 0;
+        while (at < text.size() && laid < most && lines < lines_.size()) {
+            const auto* lf = static_cast<const unsigned char*>(
+                std::memchr(text.data() + at, '\n', text.size() - at));
+            const std::size_t end =
+                lf == nullptr ? text.size() : static_cast<std::size_t>(lf - text.data());
+            const std::size_t crlf = lf != nullptr && end > at && text[end - 1] == '\r' ? 1 : 0;
+            const std::size_t length = std::min(end - crlf - at, most - laid);
+            std::memcpy(laid_.data() + laid, text.data() + at, length);
+            lines_[lines++] = Line{laid, at, lineEnds};
+            laid += length;
+            if (lf == nullptr || length < end - crlf - at) {
+                break;
+            }
+            lineEnds += static_cast<uint32_t>(1 + crlf);
+            at = end + 1;
+        }
+        const std::size_t groups = laid / 4;
+        if (!DecodeGroups(kBinHexDecodeTable, laid_.data(), groups, raw_.data())) {
+            return false;
+        }
+        lineCount_ = lines;
+        groups_ = groups;
+        return true;
+    }
+
     // Decodes whole groups from the text into raw_, noting where each group's last character
     // ends; at most as many as the room can want (a marker and its count give one byte).
     void ScanGroups(std::span<const unsigned char> text) {
@@ -449,19 +488,35 @@ private:
 
     // Takes the characters of the raw bytes used from the file: whole groups, and the group
     // holding the first byte not used, which stays in hand as the byte-by-byte way keeps it.
+    // Where group g's fourth character stands in the text, and the line ends before it.
+    struct GroupEnd {
+        std::size_t characters = 0;
+        uint32_t lineEnds = 0;
+    };
+    GroupEnd EndOf(std::size_t g) const {
+        if (lineCount_ == 0) {
+            return {groupEnds_[g], groupLineEnds_[g]};
+        }
+        const std::size_t character = 4 * g + 4;
+        std::size_t line = 0;
+        while (line + 1 < lineCount_ && lines_[line + 1].laid < character) {
+            ++line;
+        }
+        return {lines_[line].text + (character - lines_[line].laid), lines_[line].lineEndsBefore};
+    }
+
     void Commit() {
         BinHexReaderState& r = app_.decode.binhex;
         const std::size_t group = rawTaken_ / 3;
         const std::size_t index = rawTaken_ % 3;
-        std::size_t characters = group == 0 ? 0 : groupEnds_[group - 1];
-        uint32_t lineEnds = group == 0 ? 0 : groupLineEnds_[group - 1];
+        GroupEnd end = group == 0 ? GroupEnd{} : EndOf(group - 1);
         if (index != 0) {
-            characters = groupEnds_[group];
-            lineEnds = groupLineEnds_[group];
+            end = EndOf(group);
             std::copy_n(raw_.begin() + static_cast<std::ptrdiff_t>(3 * group), 3, r.triple.begin());
             r.index = static_cast<int>(index);
         }
-        r.lineEndsSeen += lineEnds;
+        const std::size_t characters = end.characters;
+        r.lineEndsSeen += end.lineEnds;
         r.charactersRead += static_cast<uint32_t>(characters);
         r.bytesHandedOut += static_cast<uint32_t>(rawTaken_);
         app_.decode.bytesRead += static_cast<uint32_t>(characters);
@@ -471,6 +526,12 @@ private:
     }
 
     static constexpr std::size_t kMostGroups = 8192;
+    // Where a line's characters were laid and where they stand in the text.
+    struct Line {
+        std::size_t laid;
+        std::size_t text;
+        uint32_t lineEndsBefore;
+    };
     // Where the reader stood after the last whole chunk.
     struct Checkpoint {
         std::size_t rawTaken = 0;
@@ -486,7 +547,10 @@ private:
     std::array<unsigned char, 3 * kMostGroups> raw_;
     std::array<uint32_t, kMostGroups> groupEnds_;
     std::array<uint32_t, kMostGroups> groupLineEnds_;  // line ends met up to each group's end
+    std::array<unsigned char, 4 * kMostGroups> laid_;  // the lines' characters end to end
+    std::array<Line, 1024> lines_;
     // NOLINTEND(cppcoreguidelines-pro-type-member-init)
+    std::size_t lineCount_ = 0;  // lines laid end to end by ScanLines; 0: ScanGroups's way
     std::size_t groups_ = 0;
     std::size_t rawTaken_ = 0;
     std::size_t produced_ = 0;

@@ -8,6 +8,7 @@
 #include "codec/alphabets.h"
 #include "codec/binhex_crc.h"
 #include "codec/binhex_runs.h"
+#include "codec/group_kernels.h"
 #include "core/text_util.h"
 #include "encode/encode_driver.h"
 #include "encode/encode_job.h"
@@ -43,6 +44,28 @@ public:
             Put(bits >> shift);
         }
     }
+    // Whole groups up to the end of the current line, in one go: returns the bytes taken (a
+    // multiple of three, none when fewer than three are given or the line has no room left
+    // for a whole group).
+    std::size_t EmitLineGroups(std::span<const unsigned char> bytes) {
+        const auto left = static_cast<std::size_t>(kLastColumn + 1 - state_.column);
+        const std::size_t groups = std::min(left / 4, bytes.size() / 3);
+        if (groups == 0) {
+            return 0;
+        }
+        if (used_ + 4 * groups + eol_.size() > text_.size()) {
+            Flush();
+        }
+        EncodeGroups(BinHexAlphabet, bytes.data(), groups, text_.data() + used_);
+        used_ += 4 * groups;
+        state_.column += static_cast<int>(4 * groups);
+        if (state_.column > kLastColumn) {
+            state_.column = 0;
+            std::copy(eol_.begin(), eol_.end(), text_.begin() + static_cast<long>(used_));
+            used_ += eol_.size();
+        }
+        return 3 * groups;
+    }
     int Emitted() const { return emitted_ + static_cast<int>(used_); }
 
 private:
@@ -65,7 +88,7 @@ private:
     EncodeContext& app_;
     BinHexEncoderState& state_;
     std::string_view eol_;
-    std::array<char, 512> text_{};
+    std::array<char, 16384> text_{};
     std::size_t used_ = 0;
     int emitted_ = 0;
 };
@@ -101,9 +124,16 @@ void EncodeBytes(BinHexEncoderState& state, CharacterSink& sink,
     for (; i < bytes.size() && state.phase != 0; ++i) {
         EncodeByte(state, sink, bytes[i]);
     }
-    for (; i + 3 <= bytes.size(); i += 3) {
+    while (i + 3 <= bytes.size()) {
+        // The groups that end before the line does in one call, a group the line end cuts
+        // through character by character.
+        if (const std::size_t taken = sink.EmitLineGroups(bytes.subspan(i)); taken > 0) {
+            i += taken;
+            continue;
+        }
         sink.EmitGroup((static_cast<uint32_t>(bytes[i]) << 16) |
                        (static_cast<uint32_t>(bytes[i + 1]) << 8) | bytes[i + 2]);
+        i += 3;
     }
     for (; i < bytes.size(); ++i) {
         EncodeByte(state, sink, bytes[i]);
@@ -145,8 +175,16 @@ void BinHexPutLong(EncodeContext& app, uint32_t value, std::vector<unsigned char
 std::size_t BinHexPutBlock(EncodeContext& app, std::span<const unsigned char> bytes,
                            std::vector<unsigned char>& staged) {
     const std::size_t before = staged.size();
-    for (const unsigned char byte : bytes) {
-        BinHexPutByte(app, byte, staged);
+    app.encode.binhex.BinHexCrc = BinHexCrcBlock(bytes, app.encode.binhex.BinHexCrc);
+    // Runs of bytes other than the marker go as they are; each marker is escaped.
+    while (!bytes.empty()) {
+        const auto marker = std::find(bytes.begin(), bytes.end(), kBinHexRunMarker);
+        staged.insert(staged.end(), bytes.begin(), marker);
+        if (marker == bytes.end()) {
+            break;
+        }
+        BinHexEscapeByte(kBinHexRunMarker, staged);
+        bytes = bytes.subspan(static_cast<std::size_t>(marker - bytes.begin()) + 1);
     }
     return staged.size() - before;
 }

@@ -422,14 +422,17 @@ constexpr long kNoBlockRun = -2;
 long EncodeRun::EncodeBlockRun() {
     constexpr std::size_t kMostBlocks = 512;
     const int encoding = app_.job.EncodingIndex;
-    if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
+    const bool binhex = encoding == kEncodingBinHex;
+    if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME &&
+        !binhex) {
         return kNoBlockRun;
     }
     std::size_t blocks = kMostBlocks;
     if (job_.totalParts > 1) {
         blocks = std::min<std::size_t>(blocks, job_.linesPerPart + 1U - job_.blocksInPart);
     }
-    const std::size_t room = LinesRoom(blocks, EndOfLineString(app_.config).size());
+    // BinHex text comes in its own pieces and AppendOutput sees to its room.
+    const std::size_t room = binhex ? 0 : LinesRoom(blocks, EndOfLineString(app_.config).size());
     OutputBlock& out = job_.OutputBuffer;
     if (!out.HasRoom(room)) {
         HandOnToFile(app_);
@@ -444,7 +447,11 @@ long EncodeRun::EncodeBlockRun() {
         return got;
     }
     const auto bytes = static_cast<std::size_t>(got);
-    out.Grew(EncodeLines(app_, std::span(run_).first(bytes), out.Tail()));
+    if (binhex) {
+        EncodeBlock(std::span(run_).first(bytes));
+    } else {
+        out.Grew(EncodeLines(app_, std::span(run_).first(bytes), out.Tail()));
+    }
     ShowProgress(bytes);
     job_.blocksInPart += static_cast<uint32_t>((bytes + kBlockSize - 1) / kBlockSize);
     return got;
