@@ -2,6 +2,14 @@
 
 namespace mandrel {
 
+uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum) {
+    auto s = static_cast<uint16_t>(sum);
+    for (const unsigned char byte : bytes) {
+        s = SumRStep(s, byte);
+    }
+    return s;
+}
+
 int SumLineToEnd(const char* text, uint32_t& accumulator) {
     auto sum = static_cast<uint16_t>(accumulator);
     const auto* p = reinterpret_cast<const unsigned char*>(text);

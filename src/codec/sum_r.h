@@ -4,6 +4,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 namespace mandrel {
@@ -29,6 +30,9 @@ constexpr uint32_t SumRAddText(uint32_t sum, std::string_view text) {
     }
     return sum;
 }
+
+// The steps for every byte of a block: the chain on 16 bits, as short as it gets.
+uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum);
 
 // Adds text up to its first CR, LF or zero to the accumulator, a line end as one LF; returns
 // the characters consumed, the line end counted as one.

@@ -13,7 +13,7 @@ namespace mandrel {
 
 namespace {
 
-// Read in blocks through the file layer; the sum still goes one byte at a time.
+// Read in blocks through the file layer.
 constexpr long kRereadBlock = 64L * 1024;
 
 // "sum -r" of the output file as it now lies on disk, in its final byte order. False when the
@@ -34,9 +34,9 @@ bool RecomputeOutputChecksum(DecodeContext& app, const std::string& name) {
         if (got <= 0) {
             break;
         }
-        for (long i = 0; i < got; ++i) {
-            sum = SumRAdd(sum, static_cast<unsigned char>(block[static_cast<std::size_t>(i)]));
-        }
+        sum = SumRBlock({reinterpret_cast<const unsigned char*>(block.get()),
+                         static_cast<std::size_t>(got)},
+                        sum);
         count += static_cast<uint32_t>(got);
     }
     app.files.BufFileClose(file);
