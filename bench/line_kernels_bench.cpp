@@ -4,6 +4,7 @@
 // binary data (the encoder's input, the decoders' output) per second.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -11,9 +12,13 @@
 #include <vector>
 
 #include "codec/alphabets.h"
+#include "codec/binhex_crc.h"
 #include "codec/decode_tables.h"
+#include "codec/group_kernels.h"
 #include "codec/line_decode.h"
 #include "codec/line_encode.h"
+#include "codec/line_run_decode.h"
+#include "codec/sum_r.h"
 
 namespace {
 
@@ -122,6 +127,135 @@ void BM_DecodeBase64LineText(benchmark::State& state) {
     benchmark::DoNotOptimize(sums);
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * kBlockSize);
 }
+
+// Takes the vector path of range(0) for the benchmark's run; false (the row skipped) when this
+// processor lacks it.
+bool UsePath(benchmark::State& state) {
+    const auto path = static_cast<mandrel::KernelPath>(state.range(0));
+    if (mandrel::UseKernelPath(path) != path) {
+        state.SkipWithError("this processor lacks the path");
+        return false;
+    }
+    state.SetLabel(std::string(mandrel::KernelPathName(path)));
+    return true;
+}
+
+// The group kernels alone over 1 MiB: range(0) the path, range(1) the encoding.
+void BM_EncodeGroups(benchmark::State& state) {
+    if (!UsePath(state)) {
+        return;
+    }
+    const std::string_view alphabet = mandrel::AlphabetFor(static_cast<int>(state.range(1)));
+    const std::vector<unsigned char> bytes = InputBytes();
+    std::vector<char> text(bytes.size() / 3 * 4);
+    for (auto _ : state) {
+        mandrel::EncodeGroups(alphabet, bytes.data(), bytes.size() / 3, text.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(bytes.size()));
+}
+
+void BM_DecodeGroups(benchmark::State& state) {
+    if (!UsePath(state)) {
+        return;
+    }
+    const auto encoding = static_cast<int>(state.range(1));
+    const std::vector<unsigned char> bytes = InputBytes();
+    std::vector<char> text(bytes.size() / 3 * 4);
+    mandrel::EncodeGroupsScalar(mandrel::AlphabetFor(encoding), bytes.data(), bytes.size() / 3,
+                                text.data());
+    std::vector<unsigned char> out(bytes.size());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(mandrel::DecodeGroups(
+            mandrel::DecodeTableFor(encoding), reinterpret_cast<const unsigned char*>(text.data()),
+            bytes.size() / 3, out.data()));
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(bytes.size()));
+}
+
+// Runs of whole lines as the decoder meets them in its read buffer (32 KiB of text at a time,
+// LF line ends): what the whole-program decode is built on.
+void BM_DecodeLineRun(benchmark::State& state) {
+    if (!UsePath(state)) {
+        return;
+    }
+    const auto encoding = static_cast<int>(state.range(1));
+    const std::vector<Line> lines = EncodedLines(encoding, "\n");
+    std::vector<unsigned char> text;
+    for (const Line& line : lines) {
+        const auto* end = std::find(line.begin(), line.end(), '\0');
+        text.insert(text.end(), line.begin(), end);
+    }
+    const mandrel::LineRunRules rules{&mandrel::DecodeTableFor(encoding),
+                                      encoding == mandrel::kEncodingMIME, nullptr};
+    std::vector<unsigned char> out(32768);
+    constexpr std::size_t kWindow = 32768;
+    uint64_t decoded = 0;
+    for (auto _ : state) {
+        for (std::size_t at = 0; at + kWindow <= text.size();) {
+            const mandrel::LineRunResult run = mandrel::DecodeLineRun(
+                rules, std::span(text).subspan(at, kWindow), -1, out);
+            decoded += run.produced;
+            at += run.consumed > 0 ? run.consumed : kWindow;
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(decoded));
+}
+
+// The two checksums the decoder keeps over whole blocks.
+void BM_BinHexCrcBlock(benchmark::State& state) {
+    const std::vector<unsigned char> bytes = InputBytes();
+    uint32_t crc = 0;
+    for (auto _ : state) {
+        crc = mandrel::BinHexCrcBlock(bytes, crc);
+        benchmark::DoNotOptimize(crc);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(bytes.size()));
+}
+
+void BM_SumRBlock(benchmark::State& state) {
+    const std::vector<unsigned char> bytes = InputBytes();
+    uint32_t sum = 0;
+    for (auto _ : state) {
+        sum = mandrel::SumRBlock(bytes, sum);
+        benchmark::DoNotOptimize(sum);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(bytes.size()));
+}
+
+void EveryPathAndEncoding(benchmark::internal::Benchmark* b) {
+    b->ArgNames({"path", "encoding"});
+    for (const auto path :
+         {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3, mandrel::KernelPath::Avx2}) {
+        for (const int encoding : {mandrel::kEncodingUU, mandrel::kEncodingXX,
+                                   mandrel::kEncodingMIME, mandrel::kEncodingBinHex}) {
+            b->Args({static_cast<int64_t>(path), encoding});
+        }
+    }
+}
+
+void EveryPathLineEncoding(benchmark::internal::Benchmark* b) {
+    b->ArgNames({"path", "encoding"});
+    for (const auto path :
+         {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3, mandrel::KernelPath::Avx2}) {
+        for (const int encoding :
+             {mandrel::kEncodingUU, mandrel::kEncodingXX, mandrel::kEncodingMIME}) {
+            b->Args({static_cast<int64_t>(path), encoding});
+        }
+    }
+}
+
+BENCHMARK(BM_EncodeGroups)->Apply(EveryPathAndEncoding);
+BENCHMARK(BM_DecodeGroups)->Apply(EveryPathAndEncoding);
+BENCHMARK(BM_DecodeLineRun)->Apply(EveryPathLineEncoding);
+BENCHMARK(BM_BinHexCrcBlock);
+BENCHMARK(BM_SumRBlock);
 
 BENCHMARK(BM_EncodeLineText)
     ->ArgNames({"encoding", "sums"})

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <random>
 #include <string>
 #include <string_view>
@@ -10,6 +12,8 @@
 
 #include "codec/alphabets.h"
 #include "codec/group_kernels.h"
+#include "codec/line_encode.h"
+#include "codec/line_run_decode.h"
 
 namespace mandrel {
 namespace {
@@ -99,6 +103,52 @@ TEST_P(EveryVectorPath, EveryAlphabetCharacterDecodesToItsTableValue) {
         ASSERT_TRUE(DecodeGroups(*alphabet.table, text.data(), groups, fast.data()));
         ASSERT_TRUE(DecodeGroupsScalar(*alphabet.table, text.data(), groups, exact.data()));
         EXPECT_EQ(fast, exact) << alphabet.name;
+    }
+}
+
+// Runs of lines, sound ones and spoiled ones, with every line end, decoded on this path and on
+// the scalar one: the same stops, counts and bytes.
+TEST_P(EveryVectorPath, LineRunsMatchTheScalarPath) {
+    std::mt19937 random(11);
+    for (const int encoding : {kEncodingUU, kEncodingXX, kEncodingMIME}) {
+        const std::string_view alphabet = AlphabetFor(encoding);
+        std::vector<unsigned char> text;
+        for (int line = 0; line < 400; ++line) {
+            std::array<unsigned char, 45> block{};
+            for (unsigned char& b : block) {
+                b = static_cast<unsigned char>(random());
+            }
+            const std::size_t size = line % 7 == 6 ? random() % 45 : 45;
+            std::array<char, 80> out{};
+            const std::string_view eol = std::array{"\n", "\r\n", "\r"}[random() % 3];
+            std::size_t n = EncodeLineText(std::span(block).first(size), alphabet,
+                                           encoding == kEncodingMIME, eol, nullptr, out);
+            if (line % 11 == 10) {
+                out[random() % (n - 1)] = "~\n \x80"[random() % 4];  // spoiled
+            }
+            text.insert(text.end(), out.begin(), out.begin() + static_cast<long>(n));
+        }
+        const DecodeTable& table = DecodeTableFor(encoding);
+        const LineRunRules rules{&table, encoding == kEncodingMIME, nullptr};
+        for (std::size_t at = 0; at < text.size(); at += 97) {
+            const std::span<const unsigned char> from = std::span(text).subspan(at);
+            const int previous = at == 0 ? -1 : text[at - 1];
+            std::vector<unsigned char> fast(text.size());
+            std::vector<unsigned char> exact(text.size());
+            const LineRunResult a = DecodeLineRun(rules, from, previous, fast);
+            const KernelPath active = ActiveKernelPath();
+            UseKernelPath(KernelPath::Scalar);
+            const LineRunResult b = DecodeLineRun(rules, from, previous, exact);
+            UseKernelPath(active);
+            ASSERT_EQ(a.consumed, b.consumed) << at;
+            ASSERT_EQ(a.lines, b.lines) << at;
+            ASSERT_EQ(a.characters, b.characters) << at;
+            ASSERT_EQ(a.stop, b.stop) << at;
+            ASSERT_EQ(a.produced, b.produced) << at;
+            ASSERT_TRUE(std::equal(fast.begin(), fast.begin() + static_cast<long>(a.produced),
+                                   exact.begin()))
+                << at;
+        }
     }
 }
 

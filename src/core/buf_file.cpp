@@ -68,6 +68,10 @@ std::size_t RunBeforeLineEnd(const char* text, std::size_t size) {
 }
 
 constexpr std::size_t kBufferSlack = 16;
+// Files being written get a larger buffer than the table's size: the system takes a file's
+// growth far more cheaply in large writes (a 64 MiB output: 17 ms of system time in 256 KiB
+// writes against 30 ms in 32 KiB ones).
+constexpr std::size_t kWriteBuffer = std::size_t{256} * 1024;
 
 }  // namespace
 
@@ -170,7 +174,9 @@ bool BufFileTable::BufFileClose(BufFile slot) {
 bool BufFileTable::EnsureBuffer(Slot& slot) {
     if (!slot.buffer) {
         // Zeroed, so that the line-end search never looks at undefined bytes past the data.
-        slot.buffer = std::make_unique<char[]>(bufferSize_ + kBufferSlack);
+        slot.capacity =
+            slot.mode == kReadMode ? bufferSize_ : std::max<std::size_t>(bufferSize_, kWriteBuffer);
+        slot.buffer = std::make_unique<char[]>(slot.capacity + kBufferSlack);
         slot.position = 0;
         slot.count = 0;
     }
@@ -384,7 +390,7 @@ long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
         return -1;
     }
     const bool expand = (slot.flags & (BF_TEXT | BF_CRLF_WRITE)) == (BF_TEXT | BF_CRLF_WRITE);
-    const std::size_t full = bufferSize_ - 1;  // one byte stays free for an added CR
+    const std::size_t full = slot.capacity - 1;  // one byte stays free for an added CR
     if (!expand && !data.empty() && data.size() <= full - std::min(full, slot.count)) {
         // The common small write that fits: straight into the buffer.
         std::memcpy(slot.buffer.get() + slot.count, data.data(), data.size());
@@ -457,7 +463,7 @@ std::span<unsigned char> BufFileTable::BufFileWriteRoom(BufFile slot, std::size_
     }
     EnsureBuffer(*s);
     // WriteBytes keeps one byte free for an added CR; so does this, to share its limits.
-    const std::size_t full = bufferSize_ - 1;
+    const std::size_t full = s->capacity - 1;
     if (full - std::min(full, s->count) < least && BufFileFlush(slot) < 0) {
         return {};
     }

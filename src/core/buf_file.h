@@ -46,7 +46,8 @@ public:
     BufFileTable& operator=(const BufFileTable&) = delete;
     ~BufFileTable();
 
-    // slotCount 0..63 is used as given (else 40); bufferSize 512..32768 (else 8192).
+    // slotCount 0..63 is used as given (else 40); bufferSize 512..32768 (else 8192): the read
+    // buffer's size (a file being written takes a larger one).
     // 0 = ready (also when already made), 1 = the table could not be made.
     int BufFileInit(int slotCount, unsigned bufferSize);
     // Frees the table; files still open are closed by the system.
@@ -133,6 +134,7 @@ private:
     struct Slot {
         std::unique_ptr<std::FILE, FileCloser> file;
         std::unique_ptr<char[]> buffer;
+        std::size_t capacity = 0;  // the buffer's size
         std::size_t position = 0;  // next byte to read or free byte to write
         std::size_t count = 0;     // reading: bytes unread; writing: bytes waiting
         int mode = 0;              // 1 read, 2 write

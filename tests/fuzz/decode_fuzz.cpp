@@ -9,6 +9,7 @@
 
 #include <unistd.h>
 
+#include "codec/group_kernels.h"
 #include "decode/decode_driver.h"
 #include "platform/scripted_ui.h"
 #include "shell/app_state.h"
@@ -30,6 +31,20 @@ const fs::path& WorkDirectory() {
 }
 
 }  // namespace
+
+// MANDREL_KERNEL_PATH (scalar, ssse3, avx2) holds the group kernels to one path for the run, so
+// that every path meets the same hostile inputs.
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+    if (const char* wanted = std::getenv("MANDREL_KERNEL_PATH"); wanted != nullptr) {
+        for (const auto path : {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3,
+                                mandrel::KernelPath::Avx2}) {
+            if (mandrel::KernelPathName(path) == wanted) {
+                mandrel::UseKernelPath(path);
+            }
+        }
+    }
+    return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     WorkDirectory();
