@@ -12,8 +12,8 @@ namespace {
 
 // The accumulator takes each byte in at its low end, so it is the plain CRC of everything but
 // the last two bytes with those two laid over it. The plain CRC takes slices: Slices[k][x] is
-// what x adds when k more bytes follow it, so eight bytes are eight independent lookups.
-using SliceTables = std::array<std::array<uint16_t, 256>, 8>;
+// what x adds when k more bytes follow it, so sixteen bytes are sixteen independent lookups.
+using SliceTables = std::array<std::array<uint16_t, 256>, 16>;
 constexpr SliceTables MakeSliceTables() {
     SliceTables slices{};
     slices[0] = binhex_crc_detail::kCrcTable;
@@ -50,10 +50,12 @@ uint32_t BinHexCrcBlock(std::span<const unsigned char> bytes, uint32_t accumulat
     const std::size_t body = bytes.size() - 2;
     const unsigned char* p = bytes.data();
     std::size_t i = 0;
-    for (; i + 8 <= body; i += 8) {
-        crc = kSlices[7][(crc >> 8) ^ p[i]] ^ kSlices[6][(crc & 0xFFU) ^ p[i + 1]] ^
-              kSlices[5][p[i + 2]] ^ kSlices[4][p[i + 3]] ^ kSlices[3][p[i + 4]] ^
-              kSlices[2][p[i + 5]] ^ kSlices[1][p[i + 6]] ^ kSlices[0][p[i + 7]];
+    for (; i + 16 <= body; i += 16) {
+        uint32_t next = kSlices[15][(crc >> 8) ^ p[i]] ^ kSlices[14][(crc & 0xFFU) ^ p[i + 1]];
+        for (std::size_t k = 2; k < 16; ++k) {
+            next ^= kSlices[15 - k][p[i + k]];
+        }
+        crc = next;
     }
     for (; i < body; ++i) {
         crc = PlainStep(crc, p[i]);

@@ -40,7 +40,7 @@ inline uint32_t BinHexCrcUpdate(unsigned char byte, uint32_t accumulator) {
     const uint32_t crc = accumulator & 0xFFFFU;
     return (((crc << 8) | byte) ^ binhex_crc_detail::kCrcTable[crc >> 8]) & 0xFFFFU;
 }
-// The steps for every byte of a block, eight bytes at a time: the same as BinHexCrcUpdate for
+// The steps for every byte of a block, sixteen bytes at a time: the same as BinHexCrcUpdate for
 // each byte in turn.
 uint32_t BinHexCrcBlock(std::span<const unsigned char> bytes, uint32_t accumulator);
 // The same step worked bit by bit.

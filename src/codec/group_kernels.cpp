@@ -26,6 +26,8 @@ struct ByteRun {
     int delta = 0;
 };
 constexpr std::size_t kMostRuns = 9;
+// Past this many runs the 16-byte path loses to the scalar tables (BinHex's nine).
+constexpr std::size_t kMostNarrowRuns = 5;
 struct RunSet {
     std::size_t count = 0;  // 0: not fit for the vector paths
     std::array<ByteRun, kMostRuns> runs{};
@@ -456,7 +458,7 @@ bool DecodeGroups(const DecodeTable& table, const unsigned char* in, std::size_t
         if (path == KernelPath::Avx2 && groups >= 8) {
             return DecodeGroupsAvx2(*runs, in, groups, out);
         }
-        if (path != KernelPath::Scalar && groups >= 4) {
+        if (path != KernelPath::Scalar && groups >= 4 && runs->count <= kMostNarrowRuns) {
             return DecodeGroupsSsse3(*runs, in, groups, out);
         }
     }
@@ -496,7 +498,7 @@ void EncodeGroups(std::string_view alphabet, const unsigned char* in, std::size_
         if (path == KernelPath::Avx2 && groups >= 10) {
             done = EncodeGroupsAvx2(*runs, in, groups, out);
             tail = 8;
-        } else if (path != KernelPath::Scalar && groups >= 6) {
+        } else if (path != KernelPath::Scalar && groups >= 6 && runs->count <= kMostNarrowRuns) {
             done = EncodeGroupsSsse3(*runs, in, groups, out);
             tail = 4;
         }
