@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Whole-process decode speed of the console program against sharutils' uudecode, coreutils'
-# base64 -d, macutils' hexbin, uudeview and cat (the copy limit) on one large random file, with
+# base64 -d, macutils' hexbin, uudeview, and cat and dd (the copy limit) on one large random
+# file, with
 # the peak resident memory of every run.
 #
 #   bench/decode_bench.sh [path/to/mandrel]      (default: build-rel/app/mandrel)
@@ -86,6 +87,7 @@ cases=(
     "hexbin|bash -c \"cd '$peer' && exec hexbin -d -n hexbin '$dec/input.hqx'\"|$peer/hexbin.data"
     "uudeview|mkdir -p '$peer/uudeview' && uudeview -i -q -o -p '$peer/uudeview/' '$dec/lf.uue'|$peer/uudeview"
     "cat|cat '$input' > '$peer/cat.out'|$peer/cat.out"
+    "dd|dd if='$input' of='$peer/dd.out' bs=256K status=none|$peer/dd.out"
 )
 echo "Decoding $size_mib MiB of random bytes ($part_count SimTel parts), median of $runs paired rounds ($(nproc) cores)" >&2
 time_cases cases
@@ -112,6 +114,10 @@ r=$(time_ratio "mandrel UU LF" "cat")
 check "UU time / cat writing the output" "$r" "<= 1.3" "$(ceiling_verdict "$r" 1.3)" || ok=1
 r=$(time_ratio "mandrel XX" "cat")
 check "XX time / cat writing the output" "$r" "<= 1.3" "$(ceiling_verdict "$r" 1.3)" || ok=1
+# cat copies inside the system (copy_file_range); dd moves the bytes through the program as a
+# decoder must.
+r=$(time_ratio "mandrel UU LF" "dd")
+checks+=("$(printf '%-44s %6s (for comparison)' "UU time / dd copying the output" "$r")")
 r=$(speed_ratio "base64 -d" "mandrel MIME 76")
 check "MIME (76-character lines) / base64 -d" "$r" ">= 2.5" "$(verdict "$r" 2.5)" || ok=1
 r=$(awk -v a="$binhex_before" -v b="${seconds[mandrel BinHex]}" -v m="$size_mib" \

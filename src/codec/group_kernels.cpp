@@ -98,6 +98,9 @@ struct RunBytes {
     std::array<SpreadByte, kMostRuns> above{};
     std::array<SpreadByte, kMostRuns> below{};
     std::array<SpreadByte, kMostRuns> delta{};
+    // Encoding: the value runs cover 0 to 63 in order, so a character is its value plus the
+    // first run's delta and, for every later run it reaches, the change of delta there.
+    std::array<SpreadByte, kMostRuns> change{};
 };
 
 constexpr SpreadByte Spread(int value) {
@@ -113,6 +116,8 @@ constexpr RunBytes SpreadRuns(const RunSet& set) {
         bytes.above[i] = Spread(set.runs[i].first - 1);
         bytes.below[i] = Spread(set.runs[i].last + 1);
         bytes.delta[i] = Spread(static_cast<int8_t>(set.runs[i].delta));
+        bytes.change[i] =
+            Spread(static_cast<int8_t>(set.runs[i].delta - (i == 0 ? 0 : set.runs[i - 1].delta)));
     }
     return bytes;
 }
@@ -270,6 +275,16 @@ __attribute__((target("ssse3"))) bool DecodeGroupsSsse3(const RunBytes& runs,
     return _mm_movemask_epi8(inside) == 0xFFFF;
 }
 
+// The characters of sixteen values (0 to 63) of an encoding's runs.
+__attribute__((target("ssse3"))) inline __m128i Characters128(const RunBytes& runs, __m128i v) {
+    __m128i add = Bytes128(runs.change[0]);
+    for (std::size_t i = 1; i < runs.count; ++i) {
+        add = _mm_add_epi8(add, _mm_and_si128(_mm_cmpgt_epi8(v, Bytes128(runs.above[i])),
+                                              Bytes128(runs.change[i])));
+    }
+    return _mm_add_epi8(v, add);
+}
+
 // Twelve bytes spread from the sixteen at `from` to sixteen characters at `out`.
 __attribute__((target("ssse3"))) inline void EncodeBlock128(const RunBytes& runs,
                                                             const unsigned char* from,
@@ -279,8 +294,7 @@ __attribute__((target("ssse3"))) inline void EncodeBlock128(const RunBytes& runs
     const __m128i values = _mm_or_si128(
         _mm_mulhi_epu16(_mm_and_si128(b, _mm_set1_epi32(0x0FC0FC00)), _mm_set1_epi32(0x04000040)),
         _mm_mullo_epi16(_mm_and_si128(b, _mm_set1_epi32(0x003F03F0)), _mm_set1_epi32(0x01000010)));
-    __m128i unused = _mm_setzero_si128();
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), Translate128(runs, values, unused));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), Characters128(runs, values));
 }
 
 // Encodes the groups from the start as far as whole loads go, and the last four; returns where
@@ -348,6 +362,15 @@ __attribute__((target("avx2"))) bool DecodeGroupsAvx2(const RunBytes& runs, cons
     return _mm256_movemask_epi8(inside) == -1;
 }
 
+__attribute__((target("avx2"))) inline __m256i Characters256(const RunBytes& runs, __m256i v) {
+    __m256i add = Bytes256(runs.change[0]);
+    for (std::size_t i = 1; i < runs.count; ++i) {
+        add = _mm256_add_epi8(add, _mm256_and_si256(_mm256_cmpgt_epi8(v, Bytes256(runs.above[i])),
+                                                    Bytes256(runs.change[i])));
+    }
+    return _mm256_add_epi8(v, add);
+}
+
 // Each half spreads twelve bytes of its own sixteen-byte load into sixteen characters.
 __attribute__((target("avx2"))) inline void EncodeBlock256(const RunBytes& runs,
                                                            const unsigned char* low,
@@ -362,8 +385,7 @@ __attribute__((target("avx2"))) inline void EncodeBlock256(const RunBytes& runs,
                                            _mm256_set1_epi32(0x04000040)),
                         _mm256_mullo_epi16(_mm256_and_si256(b, _mm256_set1_epi32(0x003F03F0)),
                                            _mm256_set1_epi32(0x01000010)));
-    __m256i unused = _mm256_setzero_si256();
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), Translate256(runs, values, unused));
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), Characters256(runs, values));
 }
 
 // As EncodeGroupsSsse3, with the last eight groups.

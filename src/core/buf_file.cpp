@@ -340,6 +340,30 @@ long BufFileTable::BufFileRead(BufFile slot, char* dst, long size) {
     long taken = 0;
     std::size_t out = 0;
     while (taken < size) {
+        if (s->count == 0 && !addCr && static_cast<std::size_t>(size - taken) >= bufferSize_) {
+            // Nothing waits in the buffer and the rest would fill it: read it in place, in one
+            // call, without copying it through the buffer.
+            EnsureBuffer(*s);
+            errno = 0;
+            const std::size_t got =
+                std::fread(dst + out, 1, static_cast<std::size_t>(size - taken), s->file.get());
+            s->readEnd += static_cast<int64_t>(got);
+            if (got == 0) {
+                if (std::ferror(s->file.get()) != 0) {
+                    lastError_ = errno != 0 ? errno : EIO;
+                    std::clearerr(s->file.get());
+                    s->status = kStatusError;
+                    return -1;
+                }
+                s->status = kStatusEof;
+                break;
+            }
+            s->status = kStatusGood;
+            out += got;
+            taken += static_cast<long>(got);
+            s->previousRead = static_cast<unsigned char>(dst[out - 1]);
+            continue;
+        }
         if (s->count > 0 && !addCr) {
             const std::size_t n = std::min<std::size_t>(s->count, size - taken);
             std::memcpy(dst + out, s->buffer.get() + s->position, n);

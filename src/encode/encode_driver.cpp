@@ -420,7 +420,7 @@ int EncodeRun::EncodeBlock(std::span<const unsigned char> block) {
 // read, -1 after a read failure, or kNoBlockRun when the block loop is to take the next block.
 constexpr long kNoBlockRun = -2;
 long EncodeRun::EncodeBlockRun() {
-    constexpr std::size_t kMostBlocks = 512;
+    constexpr std::size_t kMostBlocks = 2048;  // 90 KiB: reads the file layer passes straight on
     const int encoding = app_.job.EncodingIndex;
     const bool binhex = encoding == kEncodingBinHex;
     if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME &&
