@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # Whole-process decode speed of the console program against sharutils' uudecode, coreutils'
 # base64 -d, macutils' hexbin, uudeview, and cat and dd (the copy limit) on one large random
-# file, with
-# the peak resident memory of every run.
+# file, with the peak resident memory of every run.
 #
 #   bench/decode_bench.sh [path/to/mandrel]      (default: build-rel/app/mandrel)
 #
