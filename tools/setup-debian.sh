@@ -9,7 +9,7 @@ packages=(
   qt6-base-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
-  sharutils uudeview mpack coreutils time
+  sharutils uudeview mpack macutils coreutils time hyperfine jq
   xvfb xauth xclip xdotool fonts-dejavu-core
   dpkg-dev desktop-file-utils shared-mime-info xdg-utils libfile-mimeinfo-perl libglib2.0-bin
   libcurl4-openssl-dev libgmime-3.0-dev qtkeychain-qt6-dev
