@@ -764,7 +764,9 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
         }
     }
     const int row = app_.parts.current;
-    if (!HasDeferredSum(app_, row)) {
+    const std::string_view alphabet = AlphabetFor(Encoding());
+    if (!HasDeferredSum(app_, row) || alphabet.empty()) {
+        // Nothing waits (or no line encoding is settled yet, which the exact way refuses).
         return DecodeLine(app_, line_, decoded_, CurrentRow(), tolerant);
     }
     // Lines before wait for their sum: the exact way's share of this one waits behind them,
@@ -772,7 +774,7 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
     const bool mime = Encoding() == kEncodingMIME;
     ExactLineRules rules;
     rules.table = mime ? nullptr : &TableInUse(app_, Encoding());
-    rules.pad = mime ? 0 : static_cast<unsigned char>(AlphabetFor(Encoding())[0]);
+    rules.pad = mime ? 0 : static_cast<unsigned char>(alphabet[0]);
     rules.base64 = decode.base64Position == 0 ? Base64State{} : decode.base64;
     rules.tolerant = tolerant != 0;
     PartRecord& part = CurrentRow();
