@@ -379,4 +379,15 @@ int DecodeBase64LineText(std::span<const unsigned char> line, std::span<unsigned
     return static_cast<int>(o - out.data());
 }
 
+int DecodeLineByRules(const LineDecodeRules& rules, std::span<const unsigned char> line,
+                      std::span<unsigned char> out, LineDecodeSums& sums, Base64State& base64,
+                      uint32_t& consumed, std::string& reason) {
+    if (rules.table != nullptr) {
+        return DecodeGroupLineText(*rules.table, line, out, sums, rules.tolerant, rules.pad,
+                                   reason);
+    }
+    base64 = rules.base64;
+    return DecodeBase64LineText(line, out, base64, consumed, sums, rules.tolerant, reason);
+}
+
 }  // namespace mandrel

@@ -42,6 +42,21 @@ int DecodeBase64LineText(std::span<const unsigned char> line, std::span<unsigned
                          Base64State& state, uint32_t& consumed, LineDecodeSums& sums,
                          bool tolerant, std::string& reason);
 
+// Everything the exact way decodes a line by besides its text: the same rules give the same
+// bytes and the same sum, so a line can be run again for its sum alone.
+struct LineDecodeRules {
+    const DecodeTable* table = nullptr;  // UU or XX; null for Base64
+    unsigned char pad = 0;  // UU or XX: the value-0 character a short line is padded with
+    Base64State base64{};   // Base64: the state the line starts in
+    bool tolerant = false;
+};
+
+// DecodeGroupLineText or DecodeBase64LineText by the rules. base64 gets the state after the
+// line and consumed its characters (Base64 only).
+int DecodeLineByRules(const LineDecodeRules& rules, std::span<const unsigned char> line,
+                      std::span<unsigned char> out, LineDecodeSums& sums, Base64State& base64,
+                      uint32_t& consumed, std::string& reason);
+
 // The quick way for a sound UU or XX line: valid characters that fit the length character, the
 // line end and nothing else, the groups through the vector kernels (group_kernels.h). A
 // last group short of its length's bytes may stop after the characters those bytes need, as

@@ -764,25 +764,18 @@ int DecodeRun::DecodeOnce(int tolerant, int& next) {
         }
     }
     const int row = app_.parts.current;
-    const std::string_view alphabet = AlphabetFor(Encoding());
-    if (!HasDeferredSum(app_, row) || alphabet.empty()) {
-        // Nothing waits (or no line encoding is settled yet, which the exact way refuses).
+    const std::optional<LineDecodeRules> rules = ExactRulesFor(app_, tolerant);
+    if (!rules || !HasDeferredSum(app_, row)) {
         return DecodeLine(app_, line_, decoded_, CurrentRow(), tolerant);
     }
     // Lines before wait for their sum: the exact way's share of this one waits behind them,
-    // to be had by running the line again with the same rules.
-    const bool mime = Encoding() == kEncodingMIME;
-    ExactLineRules rules;
-    rules.table = mime ? nullptr : &TableInUse(app_, Encoding());
-    rules.pad = mime ? 0 : static_cast<unsigned char>(alphabet[0]);
-    rules.base64 = decode.base64Position == 0 ? Base64State{} : decode.base64;
-    rules.tolerant = tolerant != 0;
+    // to be had by running the line again by the same rules.
     PartRecord& part = CurrentRow();
     const uint32_t before = part.calculatedChecksum;
     const int count = DecodeLine(app_, line_, decoded_, part, tolerant);
     if (count >= 0) {
         part.calculatedChecksum = before;
-        DeferExactLine(app_, row, line_.data(), rules);
+        DeferExactLine(app_, row, line_.data(), *rules);
     }
     return count;
 }

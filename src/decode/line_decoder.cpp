@@ -1,8 +1,6 @@
 #include "decode/line_decoder.h"
 
-#include <cstring>
-
-#include "codec/line_run_decode.h"
+#include <optional>
 
 namespace mandrel {
 
@@ -26,33 +24,42 @@ void SelectDecodeTable(DecodeContext& app, int encoding) {
     app.decode.currentTable = known ? &DecodeTableFor(encoding) : nullptr;
 }
 
+std::optional<LineDecodeRules> ExactRulesFor(const DecodeContext& app, int tolerant) {
+    const int encoding = app.job.EncodingIndex;
+    LineDecodeRules rules;
+    rules.tolerant = tolerant != 0;
+    if (encoding == kEncodingMIME) {
+        const DecodeJob& decode = app.decode;
+        rules.base64 = decode.base64Position == 0 ? Base64State{} : decode.base64;
+        return rules;
+    }
+    if (encoding != kEncodingUU && encoding != kEncodingXX) {
+        return std::nullopt;
+    }
+    rules.table = &TableInUse(app, encoding);
+    rules.pad = static_cast<unsigned char>(AlphabetFor(encoding)[0]);
+    return rules;
+}
+
 int DecodeLine(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
                PartRecord& part, int tolerant) {
-    const int encoding = app.job.EncodingIndex;
-    if (encoding != kEncodingUU && encoding != kEncodingXX && encoding != kEncodingMIME) {
+    const std::optional<LineDecodeRules> rules = ExactRulesFor(app, tolerant);
+    if (!rules) {
         return -1;
     }
-    const std::span<const unsigned char> text = LineBytes(line);
     DecodeJob& decode = app.decode;
     LineDecodeSums sums = SumsOf(app, part);
-    int count = 0;
-    if (encoding == kEncodingMIME) {
-        // The state and the sums change only when the line is taken, so a retry starts where
-        // the line started.
-        Base64State state = decode.base64Position == 0 ? Base64State{} : decode.base64;
-        uint32_t consumed = 0;
-        count = DecodeBase64LineText(text, out, state, consumed, sums, tolerant != 0,
-                                     decode.DecodeErrorText);
-        if (count >= 0) {
+    // The state and the sums change only when the line is taken, so a retry starts where the
+    // line started.
+    Base64State state;
+    uint32_t consumed = 0;
+    const int count = DecodeLineByRules(*rules, LineBytes(line), out, sums, state, consumed,
+                                        decode.DecodeErrorText);
+    if (count >= 0) {
+        if (rules->table == nullptr) {
             decode.base64 = state;
             decode.base64Position += consumed;
         }
-    } else {
-        const auto pad = static_cast<unsigned char>(AlphabetFor(encoding)[0]);
-        count = DecodeGroupLineText(TableInUse(app, encoding), text, out, sums, tolerant != 0, pad,
-                                    decode.DecodeErrorText);
-    }
-    if (count >= 0) {
         TakeSums(app, part, sums);
     }
     return count;
@@ -71,36 +78,33 @@ void CountQuickLines(DecodeContext& app, PartRecord& part, uint64_t characters, 
     }
 }
 
+std::optional<LineRunRules> QuickLineRules(const DecodeContext& app) {
+    const int encoding = app.job.EncodingIndex;
+    const bool mime = encoding == kEncodingMIME;
+    if (encoding != kEncodingUU && encoding != kEncodingXX && !mime) {
+        return std::nullopt;
+    }
+    if (mime && app.decode.base64Position != 0 && app.decode.base64.phase != 0) {
+        return std::nullopt;  // a group runs on from the line before: the exact way's
+    }
+    return LineRunRules{&TableInUse(app, encoding), mime, nullptr};
+}
+
 int DecodeLineQuick(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
                     PartRecord& part) {
-    const int encoding = app.job.EncodingIndex;
-    if (encoding == kEncodingMIME) {
-        const DecodeJob& decode = app.decode;
-        if (decode.base64Position != 0 && decode.base64.phase != 0) {
-            return kTakeExactWay;  // a group runs on from the line before
-        }
-        const std::span<const unsigned char> bytes = LineBytes(line);
-        const std::span<const unsigned char> text = bytes.first(strnlen(line.data(), line.size()));
-        const LineRunResult run =
-            DecodeLineRun({&kBase64DecodeTable, true, nullptr, 1}, text, -1, out);
-        if (run.lines != 1) {
-            return kTakeExactWay;
-        }
-        CountQuickLines(app, part, run.characters, 1);
-        return static_cast<int>(run.produced);
-    }
-    if (encoding != kEncodingUU && encoding != kEncodingXX) {
+    std::optional<LineRunRules> rules = QuickLineRules(app);
+    if (!rules) {
         return kTakeExactWay;
     }
-    int characters = 0;
-    const int length =
-        DecodeWholeGroups(TableInUse(app, encoding), LineBytes(line), out, characters);
-    if (length == kTakeExactWay) {
+    rules->mostLines = 1;
+    // The whole buffer: the UU and XX way looks as far as the longest line could reach, and a
+    // Base64 line ends at its line end, before the terminating zero.
+    const LineRunResult run = DecodeLineRun(*rules, LineBytes(line), -1, out);
+    if (run.lines != 1) {
         return kTakeExactWay;
     }
-    // The length character, the data and the line end, as the exact way counts them.
-    CountQuickLines(app, part, static_cast<uint64_t>(characters) + 2U, 1);
-    return length;
+    CountQuickLines(app, part, run.characters, 1);
+    return static_cast<int>(run.produced);
 }
 
 }  // namespace mandrel

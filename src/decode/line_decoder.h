@@ -3,10 +3,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 
 #include "codec/alphabets.h"
 #include "codec/line_decode.h"
+#include "codec/line_run_decode.h"
 #include "decode/decode_job.h"
 
 namespace mandrel {
@@ -24,6 +26,10 @@ inline const DecodeTable& TableInUse(const DecodeContext& app, int encoding) {
 // Makes the table of the encoding current (none for 0, Auto).
 void SelectDecodeTable(DecodeContext& app, int encoding);
 
+// The rules the exact way decodes the line in hand by (the encoding, its table, tolerance, the
+// Base64 state); none while the encoding is not UU, XX or MIME.
+std::optional<LineDecodeRules> ExactRulesFor(const DecodeContext& app, int tolerant);
+
 // Decodes line (zero-terminated, its line end included) into out: room for 3/4 of the line
 // and 3 bytes, and at least 63 (a short UU or XX line padded in tolerant mode yields what its
 // length character says). Returns the bytes decoded, or -1 with the reason in DecodeErrorText;
@@ -37,10 +43,13 @@ int DecodeLine(DecodeContext& app, const LineBuffer& line, std::span<unsigned ch
 // file's to settle.
 void CountQuickLines(DecodeContext& app, PartRecord& part, uint64_t characters, uint32_t lines);
 
-// The quick way for a sound UU, XX or Base64 data line (what DecodeWholeGroups or a run of
-// one line takes). Counts as CountQuickLines but keeps no checksum, which the caller must see
-// to. out needs room for 64 bytes. Returns the bytes decoded, or kTakeExactWay for any other
-// line, with nothing changed.
+// How sound lines of the encoding in use are taken the quick way; none for other encodings and
+// while a Base64 group runs on from the line before.
+std::optional<LineRunRules> QuickLineRules(const DecodeContext& app);
+
+// The quick way for a sound UU, XX or Base64 data line (what a run of one line takes). Counts as
+// CountQuickLines but keeps no checksum, which the caller must see to. out needs room for 64 bytes.
+// Returns the bytes decoded, or kTakeExactWay for any other line, with nothing changed.
 int DecodeLineQuick(DecodeContext& app, const LineBuffer& line, std::span<unsigned char> out,
                     PartRecord& part);
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 
-#include "codec/alphabets.h"
 #include "codec/line_run_decode.h"
 #include "decode/data_line_classes.h"
 #include "decode/decode_job.h"
@@ -18,10 +18,6 @@ namespace {
 // that the file layer writes its buffer out in large pieces.
 constexpr std::size_t kLeastRoom = 4096;
 constexpr int kStatusError = 2;
-
-bool IsRunEncoding(int encoding) {
-    return encoding == kEncodingUU || encoding == kEncodingXX || encoding == kEncodingMIME;
-}
 
 // The line at `text`, up to and with its line end, as the classifier reads it.
 bool IsPlainDataText(std::span<const unsigned char> text) {
@@ -40,19 +36,15 @@ bool IsPlainDataText(std::span<const unsigned char> text) {
 }  // namespace
 
 bool DecodeLineRuns(DecodeContext& app, BufFile input, BufFile output, int row) {
-    const int encoding = app.job.EncodingIndex;
     DecodeJob& decode = app.decode;
     BufFileTable& files = app.files;
     constexpr int kTextFlags = BF_TEXT | BF_CR_ENDS_LINE;
-    if (!IsRunEncoding(encoding) || (files.Flags(input) & kTextFlags) != kTextFlags || row < 0 ||
-        row >= MAX_PARTS) {
+    const std::optional<LineRunRules> quick = QuickLineRules(app);
+    if (!quick || (files.Flags(input) & kTextFlags) != kTextFlags || row < 0 || row >= MAX_PARTS) {
         return true;
     }
-    if (encoding == kEncodingMIME && decode.base64Position != 0 && decode.base64.phase != 0) {
-        return true;  // a group runs on from the line before: the exact way's
-    }
-    const LineRunRules rules{&TableInUse(app, encoding), encoding == kEncodingMIME,
-                             &MayNotBeDataFirstBytes()};
+    LineRunRules rules = *quick;
+    rules.lookCloser = &MayNotBeDataFirstBytes();
     LineRunRules oneLine = rules;
     oneLine.lookCloser = nullptr;
     oneLine.mostLines = 1;

@@ -43,16 +43,15 @@ bool SumRunByLines(BufFileTable& files, BufFile file, const DeferredSumItem& ite
 // The same from the run's bytes in blocks: the runs hold sound lines only, so their text is
 // every byte with each line end (CR, LF or CR LF) as one LF. False when a byte says otherwise
 // (a zero, which a line read would cut the sum at), with the sum as it was.
-bool SumRunByBlocks(BufFileTable& files, BufFile file, const DeferredSumItem& item,
-                    uint32_t& sum) {
+bool SumRunByBlocks(BufFileTable& files, BufFile file, const DeferredSumItem& item, uint32_t& sum) {
     constexpr std::size_t kBlock = 32768;
     files.BufFileRestore(file, item.start);
     std::vector<char> block(kBlock + 1);  // a text read adds a zero
     bool afterCr = item.start.previousRead == '\r';
     uint32_t s = sum;
     for (int64_t left = item.end.offset - item.start.offset; left > 0;) {
-        const long got = files.BufFileRead(
-            file, block.data(), static_cast<long>(std::min<int64_t>(left, kBlock)));
+        const long got = files.BufFileRead(file, block.data(),
+                                           static_cast<long>(std::min<int64_t>(left, kBlock)));
         if (got <= 0) {
             return false;
         }
@@ -88,19 +87,14 @@ bool SumRun(BufFileTable& files, BufFile file, const DeferredSumItem& item, uint
 
 // The sum the exact way gives the line, from `sum` on; its bytes are thrown away.
 void SumExactLine(const DeferredSumItem& item, uint32_t& sum) {
-    const ExactLineRules& rules = *item.exact;
     const std::span<const unsigned char> text(
         reinterpret_cast<const unsigned char*>(item.text.c_str()), item.text.size() + 1);
     std::array<unsigned char, kLineBufferSize + 64> scratch{};
     LineDecodeSums sums{sum, 0, 0};
+    Base64State state;
+    uint32_t consumed = 0;
     std::string reason;
-    if (rules.table != nullptr) {
-        DecodeGroupLineText(*rules.table, text, scratch, sums, rules.tolerant, rules.pad, reason);
-    } else {
-        Base64State state = rules.base64;
-        uint32_t consumed = 0;
-        DecodeBase64LineText(text, scratch, state, consumed, sums, rules.tolerant, reason);
-    }
+    DecodeLineByRules(*item.exact, text, scratch, sums, state, consumed, reason);
     sum = sums.part;
 }
 
@@ -112,7 +106,7 @@ bool HasDeferredSum(const DecodeContext& app, int row) {
                 .empty();
 }
 
-void DeferExactLine(DecodeContext& app, int row, const char* line, const ExactLineRules& rules) {
+void DeferExactLine(DecodeContext& app, int row, const char* line, const LineDecodeRules& rules) {
     std::vector<DeferredSumItem>& items = ItemsOf(app, row);
     if (items.size() >= kMostItemsPerRow) {
         // Too many pieces: settle those before and then this line, as the exact way would have.
@@ -151,7 +145,7 @@ void DeferInputLine(DecodeContext& app, int row, BufFile input, const BufReadMar
     if (items.size() >= kMostItemsPerRow) {
         SettlePartSum(app, row);
     }
-    items.push_back(DeferredSumItem{start, end, {}});
+    items.push_back(DeferredSumItem{start, end, {}, std::nullopt});
 }
 
 void AddTextToPartSum(DecodeContext& app, int row, const char* line) {
@@ -169,7 +163,7 @@ void AddTextToPartSum(DecodeContext& app, int row, const char* line) {
     // The size is counted now; only the chain waits.
     uint32_t unused = 0;
     part.calculatedSize += static_cast<uint32_t>(SumLineToEnd(line, unused));
-    items.push_back(DeferredSumItem{{}, BufReadMark{-1, -1}, std::string(line)});
+    items.push_back(DeferredSumItem{{}, BufReadMark{-1, -1}, std::string(line), std::nullopt});
 }
 
 void SettlePartSum(DecodeContext& app, int row) {

@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "codec/decode_tables.h"
 #include "codec/line_decode.h"
 #include "core/buf_file.h"
 #include "core/part_table.h"
@@ -19,15 +18,6 @@ namespace mandrel {
 
 struct DecodeContext;
 
-// How a line the exact way decoded is run again for its sum alone: the characters that way
-// sums depend on its rules (blanks and padding left out, a short line padded).
-struct ExactLineRules {
-    const DecodeTable* table = nullptr;  // UU or XX; null for Base64
-    unsigned char pad = 0;
-    Base64State base64{};
-    bool tolerant = false;
-};
-
 // Lines of the input whose text goes into the sum: a run of whole lines read from `start` up to
 // `end` (their whole text, as SumLineToEnd takes it), or one line kept as text, taken whole or
 // (with `exact`) as the exact way takes it.
@@ -35,7 +25,7 @@ struct DeferredSumItem {
     BufReadMark start;
     BufReadMark end;
     std::string text;
-    std::optional<ExactLineRules> exact;
+    std::optional<LineDecodeRules> exact;
     bool IsText() const { return end.offset < 0; }
 };
 
@@ -56,7 +46,7 @@ void AddTextToPartSum(DecodeContext& app, int row, const char* line);
 
 // A line the exact way just decoded for row, which left the row's checksum as it was: its
 // share waits behind the lines before it.
-void DeferExactLine(DecodeContext& app, int row, const char* line, const ExactLineRules& rules);
+void DeferExactLine(DecodeContext& app, int row, const char* line, const LineDecodeRules& rules);
 // True when lines of the row wait for their sum.
 bool HasDeferredSum(const DecodeContext& app, int row);
 
