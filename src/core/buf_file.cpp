@@ -21,6 +21,11 @@ constexpr int kStatusGood = 0;
 constexpr int kStatusEof = 1;
 constexpr int kStatusError = 2;
 
+// Writing puts a CR before an LF that follows no CR.
+bool ExpandsLineEnds(int flags) {
+    return (flags & (BF_TEXT | BF_CRLF_WRITE)) == (BF_TEXT | BF_CRLF_WRITE);
+}
+
 bool TextCrEndsLine(int flags) {
     return (flags & (BF_TEXT | BF_CR_ENDS_LINE)) == (BF_TEXT | BF_CR_ENDS_LINE);
 }
@@ -183,22 +188,28 @@ bool BufFileTable::EnsureBuffer(Slot& slot) {
     return true;
 }
 
+std::size_t BufFileTable::Fetch(Slot& slot, char* dst, std::size_t size) {
+    errno = 0;
+    const std::size_t got = std::fread(dst, 1, size, slot.file.get());
+    slot.readEnd += static_cast<int64_t>(got);
+    if (got > 0) {
+        slot.status = kStatusGood;
+    } else if (std::ferror(slot.file.get()) != 0) {
+        lastError_ = errno != 0 ? errno : EIO;
+        std::clearerr(slot.file.get());
+        slot.status = kStatusError;
+    } else {
+        slot.status = kStatusEof;
+    }
+    return got;
+}
+
 int BufFileTable::Refill(Slot& slot) {
     slot.lastOperation = kLastOperationRead;
     EnsureBuffer(slot);
-    slot.status = kStatusGood;
     slot.position = 0;
-    errno = 0;
-    const std::size_t got = std::fread(slot.buffer.get(), 1, bufferSize_, slot.file.get());
-    slot.readEnd += static_cast<int64_t>(got);
+    const std::size_t got = Fetch(slot, slot.buffer.get(), bufferSize_);
     if (got == 0) {
-        if (std::ferror(slot.file.get()) != 0) {
-            lastError_ = errno != 0 ? errno : EIO;
-            std::clearerr(slot.file.get());
-            slot.status = kStatusError;
-        } else {
-            slot.status = kStatusEof;
-        }
         slot.count = 0;
         return -1;
     }
@@ -344,21 +355,13 @@ long BufFileTable::BufFileRead(BufFile slot, char* dst, long size) {
             // Nothing waits in the buffer and the rest would fill it: read it in place, in one
             // call, without copying it through the buffer.
             EnsureBuffer(*s);
-            errno = 0;
-            const std::size_t got =
-                std::fread(dst + out, 1, static_cast<std::size_t>(size - taken), s->file.get());
-            s->readEnd += static_cast<int64_t>(got);
+            const std::size_t got = Fetch(*s, dst + out, static_cast<std::size_t>(size - taken));
             if (got == 0) {
-                if (std::ferror(s->file.get()) != 0) {
-                    lastError_ = errno != 0 ? errno : EIO;
-                    std::clearerr(s->file.get());
-                    s->status = kStatusError;
+                if (s->status == kStatusError) {
                     return -1;
                 }
-                s->status = kStatusEof;
                 break;
             }
-            s->status = kStatusGood;
             out += got;
             taken += static_cast<long>(got);
             s->previousRead = static_cast<unsigned char>(dst[out - 1]);
@@ -413,7 +416,7 @@ long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
     if (!slot.buffer && BufFileFlush(static_cast<BufFile>(&slot - slots_.data())) < 0) {
         return -1;
     }
-    const bool expand = (slot.flags & (BF_TEXT | BF_CRLF_WRITE)) == (BF_TEXT | BF_CRLF_WRITE);
+    const bool expand = ExpandsLineEnds(slot.flags);
     const std::size_t full = slot.capacity - 1;  // one byte stays free for an added CR
     if (!expand && !data.empty() && data.size() <= full - std::min(full, slot.count)) {
         // The common small write that fits: straight into the buffer.
@@ -480,9 +483,7 @@ long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
 
 std::span<unsigned char> BufFileTable::BufFileWriteRoom(BufFile slot, std::size_t least) {
     Slot* s = Valid(slot);
-    const bool expand =
-        s != nullptr && (s->flags & (BF_TEXT | BF_CRLF_WRITE)) == (BF_TEXT | BF_CRLF_WRITE);
-    if (s == nullptr || s->mode != 2 || expand) {
+    if (s == nullptr || s->mode != 2 || ExpandsLineEnds(s->flags)) {
         return {};
     }
     EnsureBuffer(*s);

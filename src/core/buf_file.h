@@ -154,6 +154,8 @@ private:
     const Slot* Valid(BufFile slot) const;
     bool EnsureBuffer(Slot& slot);
     int Refill(Slot& slot);
+    // Reads up to size bytes of the file into dst and sets the slot's status (and LastError).
+    std::size_t Fetch(Slot& slot, char* dst, std::size_t size);
     // A line that lies whole in the buffer, taken in one go; 0 leaves it to the careful way.
     static int TakeWholeLine(Slot& slot, char* dst, int limit, bool crEnds, bool crlfRead);
     long WriteBytes(Slot& slot, std::string_view data);
