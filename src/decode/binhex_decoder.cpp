@@ -680,7 +680,7 @@ int DecodeBinHexChunk(DecodeContext& app, BufFile input, unsigned char* buffer,
     int count = 0;
     // At most 90 bytes of either fork per call, so that the driver writes, shows progress and
     // lets the window breathe often, whichever fork is being read.
-    for (int taken = 0; taken < kChunkBytes;) {
+    for (std::size_t taken = 0; taken < kChunkBytes;) {
         if (r.fork >= 2) {
             nextState = PREPARETRAILER;
             return 0;

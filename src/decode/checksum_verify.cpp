@@ -34,9 +34,9 @@ bool RecomputeOutputChecksum(DecodeContext& app, const std::string& name) {
         if (got <= 0) {
             break;
         }
-        sum = SumRBlock({reinterpret_cast<const unsigned char*>(block.get()),
-                         static_cast<std::size_t>(got)},
-                        sum);
+        sum = SumRBlock(
+            {reinterpret_cast<const unsigned char*>(block.get()), static_cast<std::size_t>(got)},
+            sum);
         count += static_cast<uint32_t>(got);
     }
     app.files.BufFileClose(file);
