@@ -1,13 +1,14 @@
 // The buffered file layer against a model of its line rules written one character at a time,
 // on text made to be awkward, across the refills of small buffers; read marks, the LF to CR LF
-// expansion across flushes and the slot table. Block reads and a full disk are met end to end
-// by the encoder's and the decoder's tests.
+// expansion across flushes, long writes and the slot table. Block reads and a full disk are met end
+// to end by the encoder's and the decoder's tests.
 #include "core/buf_file.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <random>
 #include <string>
@@ -179,6 +180,52 @@ TEST_F(BufFileTest, WritesExpandLineEndsAcrossFlushes) {
         EXPECT_TRUE(test::ReadFile(path) == (flags == (BF_TEXT | BF_CRLF_WRITE) ? expanded : text))
             << flags;
     }
+}
+
+// A long output goes to the system from a thread of its own while the next buffer fills: every
+// way of writing, mixed, must still leave the bytes in their order, and a write that failed out
+// there must still fail the close.
+TEST_F(BufFileTest, LongWritesKeepTheirOrderAndTheirFailures) {
+    std::mt19937 random(11);
+    std::string data(std::size_t{5} << 20, '\0');
+    for (char& c : data) {
+        c = static_cast<char>(random());
+    }
+    const std::string path = dir.File("long.bin");
+    const BufFile f = files.BufFileOpen(path, BufOpenMode::CreateAlways, 0);
+    ASSERT_NE(f, kNoBufFile);
+    std::size_t at = 0;
+    for (int turn = 0; at < data.size(); ++turn) {
+        const std::size_t n = std::min<std::size_t>(
+            turn % 7 == 6 ? std::size_t{1} << 20 : 1 + random() % 70000, data.size() - at);
+        if (turn % 3 == 1) {
+            const std::span<unsigned char> room = files.BufFileWriteRoom(f, 4096);
+            ASSERT_GE(room.size(), 4096U);
+            const std::size_t put = std::min(n, room.size());
+            std::memcpy(room.data(), data.data() + at, put);
+            files.BufFileWritten(f, put);
+            at += put;
+            continue;
+        }
+        ASSERT_EQ(files.BufFileWrite(f, std::string_view(data).substr(at, n)),
+                  static_cast<long>(n));
+        at += n;
+    }
+    EXPECT_TRUE(files.BufFileClose(f));
+    EXPECT_TRUE(test::ReadFile(path) == data);
+
+    if (!fs::exists("/dev/full")) {
+        GTEST_SKIP() << "no /dev/full";
+    }
+    // Four buffers fill and fail at once; the fifth goes out from the thread at the close, and
+    // only the close can tell of it.
+    const BufFile full = files.BufFileOpen("/dev/full", BufOpenMode::CreateAlways, 0);
+    ASSERT_NE(full, kNoBufFile);
+    for (std::size_t i = 0; i < 14; ++i) {
+        files.BufFileWrite(full, std::string_view(data).substr(i * 100000, 100000));
+    }
+    EXPECT_FALSE(files.BufFileClose(full));
+    EXPECT_EQ(files.LastError(), ENOSPC);
 }
 
 TEST_F(BufFileTest, SlotsAndRefusals) {

@@ -77,6 +77,11 @@ constexpr std::size_t kBufferSlack = 16;
 // growth far more cheaply in large writes (a 64 MiB output: 17 ms of system time in 256 KiB
 // writes against 30 ms in 32 KiB ones).
 constexpr std::size_t kWriteBuffer = std::size_t{256} * 1024;
+// A buffer this full is written by the slot's own thread while the next one fills. Only a file
+// that has already filled a few grows long enough to repay the thread and the second buffer:
+// small files (the parts of a set) are written as they come.
+constexpr std::size_t kWriteBehindAtLeast = kWriteBuffer / 2;
+constexpr int kWriteBehindAfter = 4;
 
 }  // namespace
 
@@ -165,7 +170,8 @@ bool BufFileTable::BufFileClose(BufFile slot) {
     }
     // Data lost in the final flush (a full disk) makes the close fail, so that callers relying
     // on the close result alone still learn of it.
-    const bool flushed = s->mode != 2 || BufFileFlush(slot) >= 0;
+    const bool flushed = s->mode != 2 || (BufFileFlush(slot) >= 0 && SettleWriteBehind(*s));
+    s->behind.reset();
     std::FILE* file = s->file.release();
     errno = 0;
     const bool closed = std::fclose(file) == 0;  // NOLINT(cppcoreguidelines-owning-memory)
@@ -438,16 +444,11 @@ long BufFileTable::WriteBytes(Slot& slot, std::string_view data) {
         if (!expand && slot.count == 0 && data.size() - i >= 4 * full) {
             // Nothing waits in the buffer and the rest would fill it several times: hand it to
             // the system as it stands, without copying it through the buffer first.
-            errno = 0;
-            const std::size_t put =
-                std::fwrite(data.data() + i, 1, data.size() - i, slot.file.get());
-            written += static_cast<long>(put);
-            if (put != data.size() - i) {
-                lastError_ = errno != 0 ? errno : EIO;
-                std::clearerr(slot.file.get());
-                slot.status = kStatusError;
+            const long put = WriteNow(slot, data.data() + i, data.size() - i);
+            if (put < 0) {
                 break;
             }
+            written += put;
             slot.previousWritten = static_cast<unsigned char>(data.back());
             i = data.size();
             break;
@@ -518,6 +519,47 @@ long BufFileTable::BufFileWrite(BufFile slot, std::string_view data) {
     return WriteBytes(*s, data);
 }
 
+bool BufFileTable::SettleWriteBehind(Slot& slot) {
+    const int error = slot.behind ? slot.behind->Wait() : 0;
+    if (error != 0) {
+        lastError_ = error;
+        slot.status = kStatusError;
+    }
+    return error == 0;
+}
+
+long BufFileTable::WriteNow(Slot& slot, const char* data, std::size_t size) {
+    if (!SettleWriteBehind(slot)) {
+        return -1;
+    }
+    errno = 0;
+    const std::size_t put = std::fwrite(data, 1, size, slot.file.get());
+    if (put != size) {
+        lastError_ = errno != 0 ? errno : EIO;
+        std::clearerr(slot.file.get());
+        slot.status = kStatusError;
+        return -1;
+    }
+    return static_cast<long>(put);
+}
+
+// The full buffer goes to the thread and the spare one takes its place. A failure of this
+// write shows at the next flush or at the close, which the data's writers check alike.
+long BufFileTable::HandOver(Slot& slot) {
+    if (!slot.behind) {
+        slot.behind = std::make_unique<WriteBehind>(slot.file.get());
+    }
+    if (!SettleWriteBehind(slot)) {
+        return -1;
+    }
+    if (!slot.spare) {
+        slot.spare = std::make_unique<char[]>(slot.capacity + kBufferSlack);
+    }
+    std::swap(slot.buffer, slot.spare);
+    slot.behind->Start({slot.spare.get(), slot.count});
+    return static_cast<long>(slot.count);
+}
+
 long BufFileTable::BufFileFlush(BufFile slot) {
     Slot* s = Valid(slot);
     if (s == nullptr) {
@@ -528,16 +570,9 @@ long BufFileTable::BufFileFlush(BufFile slot) {
     s->position = 0;
     long result = 0;
     if (s->count > 0) {
-        errno = 0;
-        const std::size_t put = std::fwrite(s->buffer.get(), 1, s->count, s->file.get());
-        if (put != s->count) {
-            lastError_ = errno != 0 ? errno : EIO;
-            std::clearerr(s->file.get());
-            s->status = kStatusError;
-            result = -1;
-        } else {
-            result = static_cast<long>(put);
-        }
+        const bool behind =
+            s->count >= kWriteBehindAtLeast && ++s->largeFlushes > kWriteBehindAfter;
+        result = behind ? HandOver(*s) : WriteNow(*s, s->buffer.get(), s->count);
     }
     s->count = 0;
     s->lastOperation = kOpWrite;
@@ -552,6 +587,7 @@ void BufFileTable::BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origi
     if (s->mode == 2 && s->lastOperation == kOpWrite) {
         BufFileFlush(slot);
     }
+    SettleWriteBehind(*s);
     int whence = SEEK_SET;
     if (origin == BufSeekOrigin::Current) {
         whence = SEEK_CUR;

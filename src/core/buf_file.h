@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "core/write_behind.h"
+
 namespace mandrel {
 
 using BufFile = int;  // a slot number; -1 = none
@@ -145,6 +147,9 @@ private:
         int previousWritten = -1;
         int64_t readEnd = 0;  // file offset just past the bytes fetched into the buffer
         std::string name;
+        int largeFlushes = 0;                 // flushes of a well-filled buffer
+        std::unique_ptr<char[]> spare;        // the buffer being written behind
+        std::unique_ptr<WriteBehind> behind;  // last: it finishes before the file closes
     };
 
     static constexpr int kReadMode = 1;
@@ -159,6 +164,11 @@ private:
     // A line that lies whole in the buffer, taken in one go; 0 leaves it to the careful way.
     static int TakeWholeLine(Slot& slot, char* dst, int limit, bool crEnds, bool crlfRead);
     long WriteBytes(Slot& slot, std::string_view data);
+    // Waits for the buffer written behind; false (with the slot's status and LastError set)
+    // when that write failed.
+    bool SettleWriteBehind(Slot& slot);
+    long WriteNow(Slot& slot, const char* data, std::size_t size);
+    long HandOver(Slot& slot);
 
     std::vector<Slot> slots_;
     unsigned bufferSize_ = 0;
