@@ -80,6 +80,18 @@ TEST_P(EveryVectorPath, GroupKernelsMatchTheScalarReference) {
                         DecodeGroupsScalar(*alphabet.table, bad.data(), groups, decoded.data()));
                 }
             }
+            // And every byte outside the alphabet, each at a position of its own: the paths
+            // that look bytes up by nibble meet the neighbours of valid characters here.
+            for (int c = 0; c < 256 && !text.empty(); ++c) {
+                if ((*alphabet.table)[static_cast<std::size_t>(c)] >= 0) {
+                    continue;
+                }
+                std::vector<unsigned char> bad = text;
+                const std::size_t at = static_cast<std::size_t>(c) * 7 % bad.size();
+                bad[at] = static_cast<unsigned char>(c);
+                ASSERT_FALSE(DecodeGroups(*alphabet.table, bad.data(), groups, decoded.data()))
+                    << "character " << c << " at " << at;
+            }
         }
     }
 }
