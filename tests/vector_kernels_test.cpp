@@ -125,6 +125,7 @@ TEST_P(EveryVectorPath, LineRunsMatchTheScalarPath) {
     for (const int encoding : {kEncodingUU, kEncodingXX, kEncodingMIME}) {
         const std::string_view alphabet = AlphabetFor(encoding);
         std::vector<unsigned char> text;
+        std::vector<std::size_t> starts;
         for (int line = 0; line < 400; ++line) {
             std::array<unsigned char, 45> block{};
             for (unsigned char& b : block) {
@@ -138,15 +139,28 @@ TEST_P(EveryVectorPath, LineRunsMatchTheScalarPath) {
             if (line % 11 == 10) {
                 out[random() % (n - 1)] = "~\n \x80"[random() % 4];  // spoiled
             }
+            if (line % 13 == 12) {
+                // One character too many before the line end.
+                std::copy_backward(out.begin() + static_cast<long>(n - eol.size()),
+                                   out.begin() + static_cast<long>(n),
+                                   out.begin() + static_cast<long>(n + 1));
+                out[n - eol.size()] = static_cast<char>(alphabet[random() % 64]);
+                ++n;
+            }
+            starts.push_back(text.size());
+            starts.push_back(text.size() + random() % n);  // and somewhere inside the line
             text.insert(text.end(), out.begin(), out.begin() + static_cast<long>(n));
         }
         const DecodeTable& table = DecodeTableFor(encoding);
-        const LineRunRules rules{&table, encoding == kEncodingMIME, nullptr};
-        for (std::size_t at = 0; at < text.size(); at += 97) {
+        for (const std::size_t at : starts) {
+            // Now and then a limit on the lines or on the room stops the run instead.
+            const std::size_t mostLines = at % 3 == 0 ? SIZE_MAX : at % 13 + 1;
+            const LineRunRules rules{&table, encoding == kEncodingMIME, nullptr, mostLines};
+            const std::size_t room = at % 4 == 1 ? 60 + at % 5 * 45 + at % 45 : text.size();
             const std::span<const unsigned char> from = std::span(text).subspan(at);
             const int previous = at == 0 ? -1 : text[at - 1];
-            std::vector<unsigned char> fast(text.size());
-            std::vector<unsigned char> exact(text.size());
+            std::vector<unsigned char> fast(room);
+            std::vector<unsigned char> exact(room);
             const LineRunResult a = DecodeLineRun(rules, from, previous, fast);
             const KernelPath active = ActiveKernelPath();
             UseKernelPath(KernelPath::Scalar);

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <string_view>
 
 #include "codec/decode_tables.h"
@@ -33,6 +34,28 @@ bool DecodeGroups(const DecodeTable& table, const unsigned char* in, std::size_t
 // The same on the scalar path whatever path is active: the reference the others are held to.
 bool DecodeGroupsScalar(const DecodeTable& table, const unsigned char* in, std::size_t groups,
                         unsigned char* out);
+
+// Runs of UU and XX lines are mostly lines of one shape: a length character standing for whole
+// groups, the groups, and a line end (CR or LF; an LF right after a CR belongs to no line and is
+// skipped before the next). This takes such lines many at a time on a vector path, from `at`
+// on, for as long as each one has that shape, is sound, leaves at least `reach` bytes of text
+// from its start and `room` bytes of out free. A line that differs in any way stops it, for the
+// line-by-line way to take. Nothing is taken on the scalar path or for another table.
+struct SameLines {
+    unsigned char lengthCharacter = 0;
+    std::size_t groups = 0;  // the groups the length character stands for, 1 to 21
+    std::size_t reach = 0;
+    std::size_t room = 0;
+};
+struct SameLinesState {
+    std::size_t at = 0;        // where the next line, or the LF before it, starts
+    std::size_t produced = 0;  // bytes written to out so far
+    int previous = -1;         // the byte before `at`
+};
+// The lines taken, at most mostLines; the state is moved past them.
+std::size_t DecodeSameLines(const DecodeTable& table, const SameLines& shape,
+                            std::span<const unsigned char> text, std::span<unsigned char> out,
+                            std::size_t mostLines, SameLinesState& state);
 
 // Encodes groups * 3 bytes at `in` as groups * 4 characters of `alphabet` (the 64-character UU,
 // XX, Base64 or BinHex text: the same view as in alphabets.h) at `out`. Reads and writes nothing

@@ -51,6 +51,26 @@ SoundLine GroupLine(const DecodeTable& table, std::span<const unsigned char> lin
     return {static_cast<std::size_t>(characters) + 1, static_cast<std::size_t>(length), true};
 }
 
+// The lines after a UU or XX line of whole groups mostly have its shape: those are taken many
+// at a time, exactly as the loop below would take them.
+void TakeSameLines(const LineRunRules& rules, unsigned char lengthCharacter, const SoundLine& sound,
+                   std::span<const unsigned char> text, std::span<unsigned char> out,
+                   LineRunResult& run, int& previous) {
+    const std::size_t groups = sound.bytes / 3;
+    if (groups == 0 || sound.bytes % 3 != 0 || sound.data != 4 * groups + 1) {
+        return;
+    }
+    SameLinesState state{run.consumed, run.produced, previous};
+    const std::size_t lines =
+        DecodeSameLines(*rules.table, SameLines{lengthCharacter, groups, kQuickReach, kQuickRoom},
+                        text, out, rules.mostLines - run.lines, state);
+    run.lines += static_cast<uint32_t>(lines);
+    run.characters += lines * (4 * groups + 2);
+    run.consumed = state.at;
+    run.produced = state.produced;
+    previous = state.previous;
+}
+
 }  // namespace
 
 LineRunResult DecodeLineRun(const LineRunRules& rules, std::span<const unsigned char> text,
@@ -93,6 +113,9 @@ LineRunResult DecodeLineRun(const LineRunRules& rules, std::span<const unsigned 
         run.characters += sound.data + 1;
         ++run.lines;
         run.stop = LineRunStop::Enough;
+        if (!rules.base64) {
+            TakeSameLines(rules, text[start], sound, text, out, run, previous);
+        }
     }
     return run;
 }
