@@ -660,6 +660,16 @@ bool DecodeGroups(const DecodeTable& table, const unsigned char* in, std::size_t
     return DecodeGroupsScalar(table, in, groups, out);
 }
 
+bool HasSameLinesKernel(const DecodeTable& table) {
+#if defined(MANDREL_X86_KERNELS)
+    const RunBytes* runs = DecodeRunsFor(table);
+    return runs != nullptr && runs->nibbles.usable && ActiveKernelPath() != KernelPath::Scalar;
+#else
+    (void)table;
+    return false;
+#endif
+}
+
 std::size_t DecodeSameLines(const DecodeTable& table, const SameLines& shape,
                             std::span<const unsigned char> text, std::span<unsigned char> out,
                             std::size_t mostLines, SameLinesState& state) {

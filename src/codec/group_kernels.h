@@ -52,6 +52,8 @@ struct SameLinesState {
     std::size_t produced = 0;  // bytes written to out so far
     int previous = -1;         // the byte before `at`
 };
+// True when the active path takes such lines for the table.
+bool HasSameLinesKernel(const DecodeTable& table);
 // The lines taken, at most mostLines; the state is moved past them.
 std::size_t DecodeSameLines(const DecodeTable& table, const SameLines& shape,
                             std::span<const unsigned char> text, std::span<unsigned char> out,

@@ -77,6 +77,7 @@ LineRunResult DecodeLineRun(const LineRunRules& rules, std::span<const unsigned 
                             int previous, std::span<unsigned char> out) {
     LineRunResult run;
     std::size_t guess = 0;
+    const bool sameLines = !rules.base64 && HasSameLinesKernel(*rules.table);
     while (run.lines < rules.mostLines) {
         // The LF of a CR LF pair is taken only with a line after it, so that the run ends
         // where a line read would have left the text.
@@ -113,7 +114,7 @@ LineRunResult DecodeLineRun(const LineRunRules& rules, std::span<const unsigned 
         run.characters += sound.data + 1;
         ++run.lines;
         run.stop = LineRunStop::Enough;
-        if (!rules.base64) {
+        if (sameLines) {
             TakeSameLines(rules, text[start], sound, text, out, run, previous);
         }
     }
