@@ -14,6 +14,7 @@ packages=(
   dpkg-dev desktop-file-utils shared-mime-info xdg-utils libfile-mimeinfo-perl libglib2.0-bin
   libcurl4-openssl-dev libgmime-3.0-dev qtkeychain-qt6-dev
   dovecot-imapd python3-aiosmtpd msmtp openssl gnome-keyring dbus libsecret-tools
+  python3-yenc
 )
 missing=()
 for p in "${packages[@]}"; do

@@ -12,11 +12,12 @@ enum EncodingIndexValue : int {
     kEncodingXX = 2,
     kEncodingMIME = 3,
     kEncodingBinHex = 4,
+    kEncodingYEnc = 5,  // decoded only: nothing writes it
 };
 
-// "Auto", "UU", "XX", "MIME", "BinHex", indexed by EncodingIndex.
-inline constexpr std::array<std::string_view, 5> EncodingNames = {"Auto", "UU", "XX", "MIME",
-                                                                  "BinHex"};
+// "Auto", "UU", "XX", "MIME", "BinHex", "yEnc", indexed by EncodingIndex.
+inline constexpr std::array<std::string_view, 6> EncodingNames = {"Auto", "UU",     "XX",
+                                                                  "MIME", "BinHex", "yEnc"};
 // The name of an encoding, "" outside the table.
 constexpr std::string_view EncodingName(int encoding) {
     return encoding >= 0 && encoding < static_cast<int>(EncodingNames.size())

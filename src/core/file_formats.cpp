@@ -13,6 +13,9 @@ static_assert([] {
 }());
 
 std::string_view FileFormatName(int id) {
+    if (id == kFormatYEnc) {
+        return "yEnc";
+    }
     return id >= 0 && id < kFileFormatCount ? FileFormat(id).name : "";
 }
 

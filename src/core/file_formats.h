@@ -17,6 +17,9 @@ inline constexpr int kFormatTryAll = 1;
 inline constexpr int kFormatMultipleInputs = 2;
 inline constexpr int kFormatSingleFile = 3;
 inline constexpr int kFormatShar = 10;
+// A yEnc posting of several parts: framed by its own keyword lines, so it has no row of the
+// table (nothing writes it, and no format choice offers it).
+inline constexpr int kFormatYEnc = kFileFormatCount;
 // The multi-part file formats by their ids in the table.
 enum FileFormatId : int {
     kSingleFile = 3,
@@ -141,7 +144,7 @@ inline const FileFormatRow& FileFormat(int id) {
                                                  : 0];
 }
 
-// The display name of a format id; "" for an id outside the table.
+// The display name of a format id (yEnc's too); "" for an id outside the table.
 std::string_view FileFormatName(int id);
 // The id whose display name equals name exactly, or -1.
 int FileFormatByName(std::string_view name);

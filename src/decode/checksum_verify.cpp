@@ -5,6 +5,7 @@
 
 #include "codec/alphabets.h"
 #include "codec/sum_r.h"
+#include "codec/yenc.h"
 #include "core/format.h"
 #include "core/text_util.h"
 #include "decode/decode_job.h"
@@ -16,8 +17,8 @@ namespace {
 // Read in blocks through the file layer.
 constexpr long kRereadBlock = 64L * 1024;
 
-// "sum -r" of the output file as it now lies on disk, in its final byte order. False when the
-// file cannot be opened; the figures are then left alone.
+// "sum -r" of the output file as it now lies on disk, in its final byte order (a yEnc file's
+// CRC-32). False when the file cannot be opened; the figures are then left alone.
 bool RecomputeOutputChecksum(DecodeContext& app, const std::string& name) {
     const std::string& path = app.job.JobOutputPath;
     const BufFile file = app.files.BufFileOpen(path, BufOpenMode::Read, 0);
@@ -28,15 +29,16 @@ bool RecomputeOutputChecksum(DecodeContext& app, const std::string& name) {
     OutputTotals& totals = app.decode.totals;
     uint32_t sum = 0;
     uint32_t count = 0;
+    const bool crc = app.job.EncodingIndex == kEncodingYEnc;
     const auto block = std::make_unique_for_overwrite<char[]>(kRereadBlock);
     for (;;) {
         const long got = app.files.BufFileRead(file, block.get(), kRereadBlock);
         if (got <= 0) {
             break;
         }
-        sum = SumRBlock(
-            {reinterpret_cast<const unsigned char*>(block.get()), static_cast<std::size_t>(got)},
-            sum);
+        const std::span<const unsigned char> bytes(
+            reinterpret_cast<const unsigned char*>(block.get()), static_cast<std::size_t>(got));
+        sum = crc ? Crc32(bytes, sum) : SumRBlock(bytes, sum);
         count += static_cast<uint32_t>(got);
     }
     app.files.BufFileClose(file);
@@ -55,6 +57,12 @@ bool RecomputeOutputChecksum(DecodeContext& app, const std::string& name) {
 
 int VerifyChecksums(DecodeContext& app, std::vector<std::string>* list) {
     int count = 0;
+    // yEnc carries CRC-32s, which read best in hex.
+    const bool crc = app.job.EncodingIndex == kEncodingYEnc;
+    const char* const fileLine = crc ? "Output File %s CRC-32:\tExpected %08x\tCalculated %08x"
+                                     : "Output File %s Checksum:\tExpected %5u\tCalculated %5u";
+    const char* const partLine = crc ? "Part %d CRC-32:\tExpected %08x\tCalculated %08x"
+                                     : "Part %d Checksum:\tExpected %5u\tCalculated %5u";
     const std::string name(FileNamePart(app.job.JobOutputPath));
     OutputTotals& totals = app.decode.totals;
     bool& present = app.decode.checksumDataPresent;
@@ -83,8 +91,7 @@ int VerifyChecksums(DecodeContext& app, std::vector<std::string>* list) {
         if (totals.expectedChecksum != totals.runningChecksum) {
             ++count;
             if (list != nullptr) {
-                list->push_back(Format("Output File %s Checksum:\tExpected %5u\tCalculated %5u",
-                                       name.c_str(), totals.expectedChecksum,
+                list->push_back(Format(fileLine, name.c_str(), totals.expectedChecksum,
                                        totals.runningChecksum));
             }
         }
@@ -109,8 +116,8 @@ int VerifyChecksums(DecodeContext& app, std::vector<std::string>* list) {
             if (row.expectedChecksum != row.calculatedChecksum) {
                 ++count;
                 if (list != nullptr) {
-                    list->push_back(Format("Part %d Checksum:\tExpected %5u\tCalculated %5u", r + 1,
-                                           row.expectedChecksum, row.calculatedChecksum));
+                    list->push_back(
+                        Format(partLine, r + 1, row.expectedChecksum, row.calculatedChecksum));
                 }
             }
         }

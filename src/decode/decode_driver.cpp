@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "codec/alphabets.h"
+#include "codec/yenc.h"
 #include "core/format.h"
 #include "core/job_status.h"
 #include "core/output_files.h"
@@ -25,6 +26,7 @@
 #include "decode/line_decoder.h"
 #include "decode/line_runs.h"
 #include "decode/part_sums.h"
+#include "decode/yenc_runs.h"
 
 namespace mandrel {
 
@@ -106,6 +108,13 @@ private:
     void FindSeparator();
     void FindStartOfData();
 
+    // yEnc, which frames its parts with keyword lines of its own.
+    bool YEncBegin();
+    void YEncData();
+    void YEncPartLine();
+    void YEncEnd(bool withFigures);
+    bool YEncSingle() const { return Encoding() == kEncodingYEnc && SingleFile(); }
+
     // The end of a pass: a result, or nothing when another pass is to run.
     std::optional<int> EndOfPass();
     void DiagnoseBinaryInput();
@@ -177,6 +186,11 @@ private:
     LineBuffer line_{};
     std::array<unsigned char, kDecodedBufferSize> decoded_{};
     std::string scratchName_;  // the name of a header met while looking for a separator
+
+    // yEnc: where the data text stands, and the encoding to go back to after a yEnc file.
+    YEncTextState yencText_;
+    bool yencMidLine_ = false;  // the last piece read did not end its line
+    int encodingBeforeYEnc_ = kEncodingAuto;
 };
 
 int DecodeRun::Run() {
@@ -335,6 +349,9 @@ void DecodeRun::RunHandler() {
         case LOOKFORTOTALCHECKSUM:
             LookForTotalChecksum();
             break;
+        case YENCDATA:
+            YEncData();
+            break;
         default:
             CriticalError();
             break;
@@ -370,10 +387,24 @@ void DecodeRun::ShowProgress() {
 void DecodeRun::LookForHeaderType() {
     // A "begin" after a finished single file starts a file of its own: with the data to decide
     // the encoding, that file decides it afresh (the line may be replaced by the recogniser).
+    if (YEncLineKind(line_.data()) == YEncLine::Begin && YEncBegin()) {
+        return;
+    }
+    // After a yEnc file, the headers of other files are looked for with the encoding the job
+    // had before it; the report still names yEnc while no other file follows.
+    const bool afterYEnc = Encoding() == kEncodingYEnc;
+    if (afterYEnc) {
+        app_.job.EncodingIndex = encodingBeforeYEnc_;
+        SelectDecodeTable(app_, encodingBeforeYEnc_);
+    }
     const bool freshEncoding = fileFinished_ && app_.config.decodemethod == kDecodeByDataInput &&
                                IsBeginWord(line_.data());
     const int found = RecognizeHeader(app_, line_.data(), input_, headerPart_, headerTotal_,
                                       app_.decode.HeaderName);
+    if (afterYEnc && found == 0) {
+        app_.job.EncodingIndex = kEncodingYEnc;
+        SelectDecodeTable(app_, kEncodingYEnc);
+    }
     const int accepted = AcceptHeader(found);
     if (accepted < 0) {
         return;
@@ -1016,9 +1047,160 @@ void DecodeRun::FindStartOfData() {
     PumpMessages(app_.ui, 4);
 }
 
+// ---- yEnc ----
+
+// A "=ybegin" line: a yEnc file, or one part of one. False when the line is not taken as a
+// header (a part number the table has no row for, another format forced).
+bool DecodeRun::YEncBegin() {
+    if (tryAll_) {
+        return false;
+    }
+    const YEncFields fields = ParseYEncFields(line_.data());
+    const bool multi = fields.part && !(*fields.part == 1 && fields.total.value_or(1) == 1);
+    const int format = multi ? kFormatYEnc : kFormatSingleFile;
+    const int64_t part = multi ? *fields.part : 1;
+    const int64_t total = multi ? fields.total.value_or(0) : 1;
+    // A part the table has no row for, or beyond the posting's own total, is no header.
+    if ((forced_ != 0 && forced_ != format) || part < 1 || part > MAX_PARTS || total < 0 ||
+        total > std::numeric_limits<int32_t>::max() || (total > 0 && part > total)) {
+        return false;
+    }
+    const int current = CurrentFormat();
+    if (current != kFormatToBeDetermined && current != format) {
+        app_.decode.DecodeErrorText = mandrel::Format(
+            "Line %ld: Inconsistent File Formats.\r\nExpected Type %s, Got Type %s.",
+            app_.decode.lineNumber, std::string(FileFormatName(current)).c_str(),
+            std::string(FileFormatName(format)).c_str());
+        SetDecodeState(BADFINISH);
+        readNext_ = false;
+        return true;
+    }
+    app_.job.CurrentFileFormat = format;
+    headerPart_ = static_cast<int>(part);
+    headerTotal_ = static_cast<int>(total);
+    if (!TakePartRow()) {
+        return true;
+    }
+    if (Encoding() != kEncodingYEnc) {
+        encodingBeforeYEnc_ = Encoding();
+    }
+    app_.job.EncodingIndex = kEncodingYEnc;
+    SelectDecodeTable(app_, kEncodingYEnc);
+    encodingSettled_ = true;
+    beginSeen_ = true;
+    DecodeJob& decode = app_.decode;
+    if (fields.name) {
+        decode.HeaderName = *fields.name;
+        decode.NameFound = true;
+    }
+    if (fields.size && *fields.size > 0 && *fields.size <= std::numeric_limits<int32_t>::max()) {
+        decode.totals.expectedSize = static_cast<int32_t>(*fields.size);
+    }
+    // The parts' order is not the file's: the file on disk settles its CRC.
+    decode.totals.runningChecksumPartial = multi;
+    PartRecord& row = CurrentRow();
+    row.calculatedSize = 0;
+    row.calculatedChecksum = 0;
+    yencText_ = YEncTextState{};
+    yencMidLine_ = false;
+    PrepareHeader();
+    if (state_ == DECODELINES) {
+        SetDecodeState(YENCDATA);
+        readNext_ = true;
+    }
+    return true;
+}
+
+void DecodeRun::YEncData() {
+    const std::string_view text(line_.data());
+    if (!yencMidLine_) {
+        switch (YEncLineKind(text)) {
+            case YEncLine::Part:
+                YEncPartLine();
+                return;
+            case YEncLine::End:
+                YEncEnd(true);
+                return;
+            case YEncLine::Begin:
+                // The next part before this one's end: this one ends here, short of its figures.
+                app_.job.JobWarnings = true;
+                app_.job.ReportExtraText = "\r\n\r\nMissing '=yend' line.";
+                YEncEnd(false);
+                return;
+            case YEncLine::None:
+                break;
+        }
+    }
+    dataSeen_ = true;
+    yencMidLine_ = text.empty() || (text.back() != '\n' && text.back() != '\r');
+    const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+    const std::size_t count =
+        DecodeYEncText({bytes, text.size()}, {decoded_.data(), decoded_.size()}, yencText_);
+    PartRecord& row = CurrentRow();
+    CountYEncBytes(app_, row, {decoded_.data(), count}, SingleFile());
+    if (count > 0) {
+        WriteDecoded(static_cast<int>(count));
+    }
+    if (state_ == YENCDATA && !yencMidLine_ &&
+        !DecodeYEncRuns(app_, input_, output_, row, SingleFile())) {
+        ReportWriteFailure();
+        return;
+    }
+    PumpMessages(app_.ui, 4);
+}
+
+// "=ypart begin=B end=E": the bytes of the file the part holds, so its size.
+void DecodeRun::YEncPartLine() {
+    const YEncFields fields = ParseYEncFields(line_.data());
+    if (fields.begin && fields.end && *fields.begin >= 1 && *fields.end >= *fields.begin &&
+        *fields.end - *fields.begin < std::numeric_limits<int32_t>::max()) {
+        CurrentRow().expectedSize = static_cast<int32_t>(*fields.end - *fields.begin + 1);
+    }
+}
+
+// The end of a part: its figures from the "=yend" line in hand (withFigures), then the trailer
+// checks every format's part goes through.
+void DecodeRun::YEncEnd(bool withFigures) {
+    endSeen_ = true;
+    PartRecord& row = CurrentRow();
+    OutputTotals& totals = app_.decode.totals;
+    trailerPart_ = headerPart_;
+    trailerTotal_ = app_.parts.JobPartCount;
+    if (withFigures) {
+        const YEncFields fields = ParseYEncFields(line_.data());
+        if (fields.part) {
+            trailerPart_ = static_cast<int>(std::clamp<int64_t>(*fields.part, 0, MAX_PARTS + 1));
+        }
+        if (fields.size && *fields.size > 0 &&
+            *fields.size <= std::numeric_limits<int32_t>::max()) {
+            (SingleFile() ? totals.expectedSize : row.expectedSize) =
+                static_cast<int32_t>(*fields.size);
+        }
+        if (SingleFile()) {
+            totals.expectedChecksum = fields.crc32.value_or(fields.pcrc32.value_or(0));
+        } else {
+            row.expectedChecksum = fields.pcrc32.value_or(0);
+            if (fields.crc32) {
+                totals.expectedChecksum = *fields.crc32;
+            }
+        }
+    }
+    readNext_ = !withFigures;
+    SetDecodeState(PREPARETRAILER);
+}
+
 // ---- End of a pass ----
 
 std::optional<int> DecodeRun::EndOfPass() {
+    if (state_ == YENCDATA) {
+        // The input ended inside a part: what came is kept, and the figures tell what is short.
+        app_.job.JobWarnings = true;
+        app_.job.ReportExtraText = "\r\n\r\nMissing '=yend' line.";
+        state_ = SingleFile() ? CLEANFINISH : LOOKFORHEADERTYPE;
+        if (!CloseOutput()) {
+            state_ = CRITICALERROR;
+        }
+    }
     CloseOutputQuietly();
     const JobState& job = app_.job;
     if (state_ == LOOKFORHEADERTYPE && job.CurrentFileFormat != kFormatToBeDetermined) {

@@ -7,11 +7,20 @@ namespace mandrel {
 namespace {
 
 // Indexed by DecodeState; these are the names "Unexpected EOF (%s)." shows.
-constexpr std::array<std::string_view, 12> kStateNames = {
-    "LOOKFORHEADERTYPE",   "PARSEBEGINLINE",       "PREPAREHEADER",
-    "DECODELINES",         "PREPARETRAILER",       "CLEANFINISH",
-    "BADFINISH",           "FINDSEPARATOR",        "FINDSTARTOFDATA",
-    "LOOKFORPARTCHECKSUM", "LOOKFORTOTALCHECKSUM", "CRITICALERROR",
+constexpr std::array<std::string_view, 13> kStateNames = {
+    "LOOKFORHEADERTYPE",
+    "PARSEBEGINLINE",
+    "PREPAREHEADER",
+    "DECODELINES",
+    "PREPARETRAILER",
+    "CLEANFINISH",
+    "BADFINISH",
+    "FINDSEPARATOR",
+    "FINDSTARTOFDATA",
+    "LOOKFORPARTCHECKSUM",
+    "LOOKFORTOTALCHECKSUM",
+    "CRITICALERROR",
+    "YENCDATA",
 };
 
 }  // namespace

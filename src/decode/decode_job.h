@@ -30,6 +30,7 @@ enum DecodeState : int32_t {
     LOOKFORPARTCHECKSUM = 9,
     LOOKFORTOTALCHECKSUM = 10,
     CRITICALERROR = 11,
+    YENCDATA = 12,  // the lines of a yEnc part, up to its "=yend"
 };
 std::string_view DecodeStateName(int state);
 
