@@ -19,6 +19,7 @@
 #include "codec/line_encode.h"
 #include "codec/line_run_decode.h"
 #include "codec/sum_r.h"
+#include "codec/yenc.h"
 
 namespace {
 
@@ -196,8 +197,8 @@ void BM_DecodeLineRun(benchmark::State& state) {
     uint64_t decoded = 0;
     for (auto _ : state) {
         for (std::size_t at = 0; at + kWindow <= text.size();) {
-            const mandrel::LineRunResult run = mandrel::DecodeLineRun(
-                rules, std::span(text).subspan(at, kWindow), -1, out);
+            const mandrel::LineRunResult run =
+                mandrel::DecodeLineRun(rules, std::span(text).subspan(at, kWindow), -1, out);
             decoded += run.produced;
             at += run.consumed > 0 ? run.consumed : kWindow;
         }
@@ -229,6 +230,62 @@ void BM_SumRBlock(benchmark::State& state) {
                             static_cast<int64_t>(bytes.size()));
 }
 
+// yEnc's CRC-32, range(0) the path: the tables alone (scalar) or folding where the processor has
+// it.
+void BM_Crc32(benchmark::State& state) {
+    mandrel::UseKernelPath(static_cast<mandrel::KernelPath>(state.range(0)));
+    const std::vector<unsigned char> bytes = InputBytes();
+    uint32_t crc = 0;
+    for (auto _ : state) {
+        crc = mandrel::Crc32(bytes, crc);
+        benchmark::DoNotOptimize(crc);
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(bytes.size()));
+    state.SetLabel(std::string(mandrel::KernelPathName(mandrel::ActiveKernelPath())));
+    mandrel::UseKernelPath(mandrel::BestKernelPath());
+}
+
+// yEnc lines of 128 characters with CR LF, escapes where encoders put them, decoded in runs
+// from 32 KiB windows as the decoder meets them in its read buffer.
+void BM_DecodeYEncLines(benchmark::State& state) {
+    const std::vector<unsigned char> bytes = InputBytes();
+    std::vector<unsigned char> text;
+    std::size_t column = 0;
+    for (const unsigned char byte : bytes) {
+        const auto c = static_cast<unsigned char>(byte + 42);
+        if (c == 0 || c == '\r' || c == '\n' || c == '=') {
+            text.push_back('=');
+            text.push_back(static_cast<unsigned char>(c + 64));
+            column += 2;
+        } else {
+            text.push_back(c);
+            ++column;
+        }
+        if (column >= 128) {
+            text.push_back('\r');
+            text.push_back('\n');
+            column = 0;
+        }
+    }
+    constexpr std::size_t kWindow = 32768;
+    std::vector<unsigned char> out(kWindow);
+    std::size_t decoded = 0;
+    for (auto _ : state) {
+        bool afterCr = false;
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t size = std::min(kWindow, text.size() - at);
+            const mandrel::YEncRun run =
+                mandrel::DecodeYEncLines(std::span(text).subspan(at, size), out, 4096, afterCr);
+            decoded += run.produced;
+            at += run.consumed > 0 ? run.consumed : size;
+            afterCr = run.consumed > 0 && run.afterCr;
+        }
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(decoded));
+}
+
 void EveryPathAndEncoding(benchmark::internal::Benchmark* b) {
     b->ArgNames({"path", "encoding"});
     for (const auto path :
@@ -256,6 +313,8 @@ BENCHMARK(BM_DecodeGroups)->Apply(EveryPathAndEncoding);
 BENCHMARK(BM_DecodeLineRun)->Apply(EveryPathLineEncoding);
 BENCHMARK(BM_BinHexCrcBlock);
 BENCHMARK(BM_SumRBlock);
+BENCHMARK(BM_Crc32)->ArgName("path")->Arg(0)->Arg(2);
+BENCHMARK(BM_DecodeYEncLines);
 
 BENCHMARK(BM_EncodeLineText)
     ->ArgNames({"encoding", "sums"})

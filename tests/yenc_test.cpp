@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "codec/group_kernels.h"
 #include "codec/yenc.h"
 #include "support/test_files.h"
 
@@ -111,14 +112,21 @@ uint32_t BitwiseCrc32(std::string_view bytes) {
     return ~crc;
 }
 
+// The folding path and the tables against the definition, on every length around the folds'
+// widths and from any point on.
 TEST(YEnc, Crc32RunsOnFromAnyPoint) {
     EXPECT_EQ(Crc32(test::Bytes("123456789")), 0xCBF43926U);
     EXPECT_EQ(Crc32({}), 0U);
-    const std::string data = test::RandomBytes(3, 1000);
-    for (const std::size_t split : {0UL, 1UL, 15UL, 16UL, 17UL, 333UL, 1000UL}) {
-        const std::string_view view(data);
-        const uint32_t first = Crc32(test::Bytes(view.substr(0, split)));
-        EXPECT_EQ(Crc32(test::Bytes(view.substr(split)), first), BitwiseCrc32(view)) << split;
+    const std::string data = test::RandomBytes(3, 3000);
+    const std::string_view all(data);
+    for (std::size_t size = 0; size <= 300; ++size) {
+        const std::string_view view = all.substr(size, size);
+        ASSERT_EQ(Crc32(test::Bytes(view)), BitwiseCrc32(view)) << size;
+        ASSERT_EQ(Crc32ByTables(test::Bytes(view)), BitwiseCrc32(view)) << size;
+    }
+    for (const std::size_t split : {0UL, 1UL, 15UL, 16UL, 17UL, 64UL, 333UL, 3000UL}) {
+        const uint32_t first = Crc32(test::Bytes(all.substr(0, split)));
+        EXPECT_EQ(Crc32(test::Bytes(all.substr(split)), first), BitwiseCrc32(all)) << split;
     }
 }
 
@@ -160,7 +168,9 @@ std::string AwkwardYEncText(unsigned seed) {
 // From every line start, with room for long lines and for short ones: the runs take whole
 // lines, stop before keyword lines and give what the reference gives for the text they took.
 TEST(YEnc, RunsOfLinesMatchTheReferenceDecoder) {
-    for (const unsigned seed : {1U, 2U, 3U}) {
+    for (const unsigned seed : {1U, 2U, 3U, 4U}) {
+        // The scalar path and the best one.
+        UseKernelPath(seed % 2 == 0 ? KernelPath::Scalar : BestKernelPath());
         const std::string text = AwkwardYEncText(seed);
         const std::span<const unsigned char> bytes = test::Bytes(text);
         for (std::size_t at = 0; at < text.size(); ++at) {
@@ -200,6 +210,7 @@ TEST(YEnc, RunsOfLinesMatchTheReferenceDecoder) {
             }
         }
     }
+    UseKernelPath(BestKernelPath());
 }
 
 class YEncProgram : public ::testing::Test {

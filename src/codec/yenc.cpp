@@ -5,8 +5,11 @@
 #include <charconv>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
+#include "codec/group_kernels.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define MANDREL_X86_YENC 1
 #endif
 
 namespace mandrel {
@@ -73,65 +76,139 @@ void TakeField(YEncFields& fields, std::string_view key, std::string_view value)
     }
 }
 
-// The table-driven CRC, sixteen bytes a step: slice k holds the CRC of a byte followed by k
-// zero bytes.
-using CrcSlices = std::array<std::array<uint32_t, 256>, 16>;
-
-constexpr CrcSlices MakeCrcSlices() {
-    CrcSlices slices{};
-    for (uint32_t byte = 0; byte < 256; ++byte) {
-        uint32_t crc = byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc >> 1) ^ ((crc & 1U) != 0 ? 0xEDB88320U : 0U);
-        }
-        slices[0][byte] = crc;
-    }
-    for (std::size_t k = 1; k < 16; ++k) {
-        for (std::size_t byte = 0; byte < 256; ++byte) {
-            const uint32_t before = slices[k - 1][byte];
-            slices[k][byte] = (before >> 8) ^ slices[0][before & 0xFFU];
-        }
-    }
-    return slices;
-}
-constexpr CrcSlices kCrcSlices = MakeCrcSlices();
-static_assert(kCrcSlices[0][1] == 0x77073096U);
-
-uint32_t LoadLittle32(const unsigned char* p) {
-    return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-           static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
-}
-
 bool EndsLine(unsigned char c) {
     return c == '\r' || c == '\n';
 }
 
-// Up to the first escape or line end: the bytes less 42, sixteen at a time where SSE2 is.
-std::size_t PlainRun(const unsigned char* in, std::size_t size, unsigned char* out) {
-    std::size_t i = 0;
+// The first CR or LF from `from` on, before `limit`; `limit` when there is none.
+std::size_t FindLineEnd(const unsigned char* in, std::size_t from, std::size_t limit) {
+    std::size_t i = from;
 #if defined(__SSE2__)
-    const __m128i escape = _mm_set1_epi8(static_cast<char>(kEscape));
     const __m128i cr = _mm_set1_epi8('\r');
     const __m128i lf = _mm_set1_epi8('\n');
-    const __m128i offset = _mm_set1_epi8(42);
-    for (; i + 16 <= size; i += 16) {
+    for (; i + 16 <= limit; i += 16) {
         const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_sub_epi8(c, offset));
-        const __m128i special = _mm_or_si128(
-            _mm_cmpeq_epi8(c, escape), _mm_or_si128(_mm_cmpeq_epi8(c, cr), _mm_cmpeq_epi8(c, lf)));
-        if (const int mask = _mm_movemask_epi8(special); mask != 0) {
+        const int mask =
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(c, cr), _mm_cmpeq_epi8(c, lf)));
+        if (mask != 0) {
             return i + static_cast<std::size_t>(__builtin_ctz(static_cast<unsigned>(mask)));
         }
     }
 #endif
-    for (; i < size; ++i) {
-        const unsigned char c = in[i];
-        if (c == kEscape || EndsLine(c)) {
-            break;
-        }
-        out[i] = static_cast<unsigned char>(c - 42);
+    while (i < limit && !EndsLine(in[i])) {
+        ++i;
     }
     return i;
+}
+
+// Whole lines with no dot-stuffing to undo: every byte but the line ends and the escapes,
+// byte by byte. `escape` carries an escape whose character is still to come.
+std::size_t DecodeRegionByBytes(const unsigned char* in, std::size_t n, unsigned char* out,
+                                bool& escape) {
+    std::size_t produced = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const unsigned char c = in[i];
+        if (EndsLine(c)) {
+            escape = false;
+        } else if (escape) {
+            out[produced++] = static_cast<unsigned char>(c - 64 - 42);
+            escape = false;
+        } else if (c == kEscape) {
+            escape = true;
+        } else {
+            out[produced++] = static_cast<unsigned char>(c - 42);
+        }
+    }
+    return produced;
+}
+
+#if defined(MANDREL_X86_YENC)
+
+// For each set of eight bytes kept (a bit each), the shuffle that packs them to the front.
+using PackTable = std::array<std::array<int8_t, 8>, 256>;
+constexpr PackTable MakePackTable() {
+    PackTable table{};
+    for (std::size_t keep = 0; keep < 256; ++keep) {
+        std::size_t n = 0;
+        for (std::size_t bit = 0; bit < 8; ++bit) {
+            if ((keep >> bit & 1U) != 0) {
+                table[keep][n++] = static_cast<int8_t>(bit);
+            }
+        }
+        for (; n < 8; ++n) {
+            table[keep][n] = -1;
+        }
+    }
+    return table;
+}
+constexpr PackTable kPackTable = MakePackTable();
+
+// The same sixteen bytes at a time: the escaped bytes lowered by 64 more, the escapes and the
+// line ends packed out. A block where an escape follows an escape (the second one is data) or
+// whose first byte an escape before it takes goes byte by byte. The stores reach up to sixteen
+// bytes past what is produced, so the blocks stop that far from the end of out.
+__attribute__((target("ssse3,popcnt"))) std::size_t DecodeRegionSsse3(
+    const unsigned char* in, std::size_t n, unsigned char* out, std::size_t outSize, bool& escape) {
+    const __m128i equals = _mm_set1_epi8(static_cast<char>(kEscape));
+    const __m128i cr = _mm_set1_epi8('\r');
+    const __m128i lf = _mm_set1_epi8('\n');
+    std::size_t produced = 0;
+    std::size_t i = 0;
+    for (; i + 16 <= n && produced + 16 <= outSize; i += 16) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+        const auto escapes = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(c, equals)));
+        const auto ends = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(c, cr), _mm_cmpeq_epi8(c, lf))));
+        const unsigned escaped = (escapes << 1) & 0xFFFFU;
+        if (escape || (escapes & escaped) != 0) {
+            produced += DecodeRegionByBytes(in + i, 16, out + produced, escape);
+            continue;
+        }
+        // Lower the escaped bytes by 64: a byte mask from the bit mask.
+        const __m128i bits =
+            _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 1, 2, 4, 8, 16, 32, 64, -128);
+        const __m128i spread =
+            _mm_shuffle_epi8(_mm_cvtsi32_si128(static_cast<int>(escaped)),
+                             _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1));
+        const __m128i lowered = _mm_cmpeq_epi8(_mm_and_si128(spread, bits), bits);
+        const __m128i values = _mm_sub_epi8(_mm_sub_epi8(c, _mm_set1_epi8(42)),
+                                            _mm_and_si128(lowered, _mm_set1_epi8(64)));
+        const unsigned keep = ~(escapes | ends) & 0xFFFFU;
+        const __m128i low = _mm_shuffle_epi8(
+            values,
+            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep & 0xFFU].data())));
+        const __m128i high = _mm_shuffle_epi8(
+            _mm_srli_si128(values, 8),
+            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep >> 8].data())));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), low);
+        produced += static_cast<std::size_t>(__builtin_popcount(keep & 0xFFU));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), high);
+        produced += static_cast<std::size_t>(__builtin_popcount(keep >> 8));
+        // An escape in the last byte takes the first of the next block.
+        escape = (escapes & 0x8000U) != 0;
+    }
+    return produced + DecodeRegionByBytes(in + i, n - i, out + produced, escape);
+}
+
+bool HasSsse3() {
+    static const bool has = [] {
+        __builtin_cpu_init();
+        return __builtin_cpu_supports("ssse3") != 0 && __builtin_cpu_supports("popcnt") != 0;
+    }();
+    return has;
+}
+
+#endif
+
+// Whole lines into out, which has room for the bytes they give.
+std::size_t DecodeRegion(const unsigned char* in, std::size_t n, std::span<unsigned char> out) {
+    bool escape = false;
+#if defined(MANDREL_X86_YENC)
+    if (ActiveKernelPath() != KernelPath::Scalar && HasSsse3()) {
+        return DecodeRegionSsse3(in, n, out.data(), out.size(), escape);
+    }
+#endif
+    return DecodeRegionByBytes(in, n, out.data(), escape);
 }
 
 }  // namespace
@@ -181,25 +258,6 @@ YEncFields ParseYEncFields(std::string_view line) {
     return fields;
 }
 
-uint32_t Crc32(std::span<const unsigned char> bytes, uint32_t crc) {
-    crc = ~crc;
-    const unsigned char* p = bytes.data();
-    std::size_t left = bytes.size();
-    for (; left >= 16; left -= 16, p += 16) {
-        const uint32_t first = crc ^ LoadLittle32(p);
-        uint32_t next = kCrcSlices[15][first & 0xFFU] ^ kCrcSlices[14][(first >> 8) & 0xFFU] ^
-                        kCrcSlices[13][(first >> 16) & 0xFFU] ^ kCrcSlices[12][first >> 24];
-        for (std::size_t k = 4; k < 16; ++k) {
-            next ^= kCrcSlices[15 - k][p[k]];
-        }
-        crc = next;
-    }
-    for (; left > 0; --left, ++p) {
-        crc = (crc >> 8) ^ kCrcSlices[0][(crc ^ *p) & 0xFFU];
-    }
-    return ~crc;
-}
-
 std::size_t DecodeYEncText(std::span<const unsigned char> text, std::span<unsigned char> out,
                            YEncTextState& state) {
     std::size_t produced = 0;
@@ -232,58 +290,56 @@ YEncRun DecodeYEncLines(std::span<const unsigned char> text, std::span<unsigned 
     run.afterCr = afterCr;
     const unsigned char* const in = text.data();
     const std::size_t size = text.size();
-    std::size_t at = 0;
-    for (;;) {
-        std::size_t start = at;
-        if (run.afterCr && start < size && in[start] == '\n') {
-            ++start;  // the LF of the CR LF pair before
+    for (bool more = true; more;) {
+        // The lines to take in one region: whole ones, none a keyword line or one to undo
+        // dot-stuffing in, and no more than out has room for even if nothing were escaped.
+        const std::size_t from = run.consumed;
+        std::size_t scan = from;
+        std::size_t lines = 0;
+        bool cr = run.afterCr;
+        bool dotted = false;
+        more = false;
+        for (;;) {
+            const std::size_t start = scan + (cr && scan < size && in[scan] == '\n' ? 1 : 0);
+            if (start + 2 > size || (in[start] == '=' && in[start + 1] == 'y')) {
+                break;
+            }
+            const std::size_t used = run.produced + (scan - from);
+            if (used > out.size() || out.size() - used < room) {
+                more = lines > 0;  // the room is had again once the region's bytes are counted
+                break;
+            }
+            const std::size_t end = FindLineEnd(in, start, std::min(size, start + room));
+            if (end >= std::min(size, start + room)) {
+                break;
+            }
+            if (in[start] == '.' && in[start + 1] == '.') {
+                dotted = lines == 0;
+                if (dotted) {
+                    scan = end + 1;
+                    cr = in[end] == '\r';
+                    lines = 1;
+                }
+                more = true;
+                break;
+            }
+            scan = end + 1;
+            cr = in[end] == '\r';
+            ++lines;
         }
-        if (start + 2 > size || out.size() - run.produced < room ||
-            (in[start] == '=' && in[start + 1] == 'y')) {
+        if (lines == 0) {
             break;
         }
-        // One line: decoded into out from the line start, kept only when its end is here. A
-        // line gives no more bytes than it has characters, so looking no further than `room`
-        // characters keeps every store inside out.
-        const std::size_t limit = std::min(size, start + room);
-        std::size_t i = start;
-        std::size_t produced = run.produced;
-        if (in[i] == '.' && in[i + 1] == '.') {
-            ++i;
+        if (dotted) {
+            YEncTextState state;
+            run.produced +=
+                DecodeYEncText(text.subspan(from, scan - from), out.subspan(run.produced), state);
+        } else {
+            run.produced += DecodeRegion(in + from, scan - from, out.subspan(run.produced));
         }
-        bool complete = false;
-        while (i < limit) {
-            const std::size_t plain = PlainRun(in + i, limit - i, out.data() + produced);
-            i += plain;
-            produced += plain;
-            if (i >= limit) {
-                break;
-            }
-            const unsigned char c = in[i];
-            if (EndsLine(c)) {
-                complete = true;
-                break;
-            }
-            // An escape: the character after it, unless that ends the line.
-            if (i + 1 >= limit) {
-                break;
-            }
-            const unsigned char escaped = in[i + 1];
-            if (EndsLine(escaped)) {
-                ++i;
-                continue;
-            }
-            out[produced++] = static_cast<unsigned char>(escaped - 64 - 42);
-            i += 2;
-        }
-        if (!complete) {
-            break;
-        }
-        run.produced = produced;
-        run.afterCr = in[i] == '\r';
-        at = i + 1;
-        run.consumed = at;
-        ++run.lines;
+        run.consumed = scan;
+        run.lines += lines;
+        run.afterCr = cr;
     }
     return run;
 }

@@ -11,6 +11,8 @@
 #include <string>
 #include <string_view>
 
+#include "codec/crc32.h"
+
 namespace mandrel {
 
 // The keywords of "=ybegin", "=ypart" and "=yend". Numbers that do not parse, or overflow, stay
@@ -32,9 +34,6 @@ enum class YEncLine { None, Begin, Part, End };
 YEncLine YEncLineKind(std::string_view line);
 // The keywords after the line's first word.
 YEncFields ParseYEncFields(std::string_view line);
-
-// The CRC-32 of ISO-HDLC (zlib's) over the bytes, continuing from `crc` (0 to start).
-uint32_t Crc32(std::span<const unsigned char> bytes, uint32_t crc = 0);
 
 // Where a piece of data text stands: at the start of a line (dot-stuffing is undone there)
 // and after an escape whose character has not been seen yet.
