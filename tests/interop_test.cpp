@@ -1,7 +1,8 @@
 // The built console program against the tools people already have, run as black boxes: what it
 // writes must come back byte for byte from sharutils' uudecode, uudeview and /bin/sh running a
 // shell-archive set, its "sum -r/size" lines must agree with BSD sum; and it must decode what
-// uuencode, uuenview and mpack write, in mail and news wrappings, and real news articles.
+// uuencode (also its Base64 form), uuenview and mpack write, in mail and news wrappings, and
+// real news articles.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
@@ -244,6 +245,7 @@ TEST_F(Interop, WhatThePeersWriteIsDecoded) {
     const std::string plain = "%s";
     const std::string uu = "uuencode 'orig/picture.gif' picture.gif";
     const std::string mpack = "cd orig && mpack -s photo -o ../text.txt 'my photo.jpg'";
+    const std::string base64 = "uuencode -m 'orig/b64.bin' b64.bin";
     // clang-format off
     const Case cases[] = {
         {uu, "picture.gif", 0, "\n", &plain},        {uu, "picture.gif", 46, "\r\n", &plain},
@@ -251,6 +253,9 @@ TEST_F(Interop, WhatThePeersWriteIsDecoded) {
         {uu, "picture.gif", 7000, "\r\n", &kNews},  {mpack, "my photo.jpg", 0, "\n", &plain},
         {mpack, "my photo.jpg", 58, "\r\n", &plain}, {mpack, "my photo.jpg", 102400, "\n", &kNews},
         {"uuenview -x 'orig/x.bin'", "x.bin", 3000, "\n", &plain},
+        {base64, "b64.bin", 0, "\n", &plain},       {base64, "b64.bin", 1, "\r\n", &plain},
+        {base64, "b64.bin", 127, "\n", &plain},     {base64, "b64.bin", 128, "\r\n", &kMail},
+        {base64, "b64.bin", 129, "\n", &kNews},     {base64, "b64.bin", 102400, "\r\n", &plain},
     };
     // clang-format on
     for (const Case& c : cases) {

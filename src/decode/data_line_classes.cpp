@@ -125,6 +125,10 @@ public:
             }
         } else if (IsBlankLine(line_)) {
             lineClass = BlankLine();
+        } else if (app_.job.EncodingIndex == kEncodingMIME && StartsWithExact(line_, "====") &&
+                   (line_[4] == '\0' || line_[4] == '\r' || line_[4] == '\n')) {
+            // The line that ends "begin-base64" data; no Base64 line is padding alone.
+            return OneOfOne(kLineEndOfData);
         }
         if (lineClass != kNotSettled) {
             return lineClass;

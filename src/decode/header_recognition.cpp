@@ -109,6 +109,31 @@ int BeginLineShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut&
     return Matched(out, current, 1, app.parts.JobPartCount, std::move(name));
 }
 
+// "begin-base64 644 name" (sharutils' uuencode -m): a single file of Base64 lines, which a line
+// of "====" ends.
+int BeginBase64Shape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
+    constexpr std::string_view kWord = "begin-base64";
+    if (!StartsWithExact(line, kWord) || !IsBlank(line[kWord.size()])) {
+        return kNoMatch;
+    }
+    const char* p = SkipBlankChars(line + kWord.size());
+    const char* mode = p;
+    while (IsDigit(*p)) {
+        ++p;
+    }
+    const char* nameStart = SkipBlankChars(p);
+    if (p == mode || nameStart == p || *nameStart == '\0' || *nameStart == '\r' ||
+        *nameStart == '\n') {
+        return kNoMatch;
+    }
+    std::string name;
+    CopyNameToken(nameStart, name, false, false);
+    app.job.EncodingIndex = kEncodingMIME;
+    SelectDecodeTable(app, kEncodingMIME);
+    app.decode.NameFound = true;
+    return Matched(out, kSingleFile, 1, 1, std::move(name));
+}
+
 int SimTelShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithExact(line, "------------")) {
         return kNoMatch;
@@ -611,9 +636,9 @@ int MimeShapeGivenBack(DecodeContext& app, char* line, BufFile input, HeaderOut&
 // The shapes in the order they are tried: the first that makes something of the line settles it.
 using Shape = int (*)(DecodeContext&, char*, BufFile, HeaderOut&);
 constexpr Shape kShapes[] = {
-    BeginLineShape,     SimTelShape,         ArchiveNameShape, SubjectShapes,      SectionShapes,
-    BeginKeywordShapes, XFileShapeGivenBack, PostShape,        MimeShapeGivenBack, BinHexShape,
-    AolShape,           SquirrelShape,       UumoveShape,
+    BeginBase64Shape, BeginLineShape,     SimTelShape,         ArchiveNameShape, SubjectShapes,
+    SectionShapes,    BeginKeywordShapes, XFileShapeGivenBack, PostShape,        MimeShapeGivenBack,
+    BinHexShape,      AolShape,           SquirrelShape,       UumoveShape,
 };
 
 int TryShapes(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
