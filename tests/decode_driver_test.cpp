@@ -474,10 +474,26 @@ TEST_F(DecodeDriver, TheEndOfTheDataAndTheChecksumLines) {
         EXPECT_TRUE(app.job.JobWarnings);
         EXPECT_EQ(app.job.ReportExtraText, "\r\n\r\nMissing 'end' statement.");
     }
-    // A single file takes only the line after "end" as its total.
+    // A single file with our checksum lines: the section's figures and the file's, both
+    // checked; a figure spoiled in either is listed. A total alone after "end" counts too.
     const std::string sums = Encode("pic.gif", bytes, {.eol = kEolLf, .checksum = 1})[0];
     EXPECT_EQ(Decode(sums, 1), kResultDone);
-    EXPECT_EQ(app.decode.totals.expectedChecksum, 0U);
+    EXPECT_EQ(app.decode.totals.expectedChecksum, SumRAddText(0, bytes));
+    EXPECT_EQ(app.decode.totals.expectedSize, 500);
+    EXPECT_NE(app.parts.rows[0].expectedChecksum, 0U);
+    EXPECT_EQ(VerifyChecksums(app, nullptr), 0);
+    const std::size_t section = sums.find(" section");
+    const std::size_t total = sums.find("/500 entire");
+    for (const auto& [at, listed] : {std::pair{section - 1, "Part 1 Size:"},
+                                     std::pair{total - 1, "Output File pic.gif Checksum:"}}) {
+        std::string spoiled = sums;
+        spoiled[at] = spoiled[at] == '9' ? '8' : static_cast<char>(spoiled[at] + 1);
+        EXPECT_EQ(Decode(spoiled, 1), kResultDone);
+        std::vector<std::string> differences;
+        EXPECT_EQ(VerifyChecksums(app, nullptr), 1) << listed;
+        VerifyChecksums(app, &differences);
+        EXPECT_TRUE(!differences.empty() && differences[0].starts_with(listed)) << listed;
+    }
     EXPECT_EQ(Decode(sums.substr(0, sums.find("\nend\n") + 5) +
                          "sum -r/size 12345/500 entire input file\n",
                      1),

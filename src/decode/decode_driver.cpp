@@ -919,11 +919,21 @@ void DecodeRun::LookForPartChecksum() {
 void DecodeRun::LookForTotalChecksum() {
     const bool found = StartsWithExact(line_.data(), kChecksumKey);
     if (found) {
-        OutputTotals& totals = app_.decode.totals;
-        const char* scope = ReadChecksumFigures(totals.expectedChecksum, totals.expectedSize);
-        if (!TrailerFollowsEnd() && !StartsWithExact(scope, "entire input file")) {
-            totals.expectedChecksum = 0;
-            totals.expectedSize = 0;
+        uint32_t checksum = 0;
+        int32_t size = 0;
+        const char* scope = ReadChecksumFigures(checksum, size);
+        if (SingleFile() && StartsWithExact(scope, "section")) {
+            // A single file with our own checksum lines: its section's figures, and the
+            // whole file's on the next line.
+            PartRecord& row = CurrentRow();
+            row.expectedChecksum = checksum;
+            row.expectedSize = size;
+            return;
+        }
+        if (TrailerFollowsEnd() || StartsWithExact(scope, "entire input file")) {
+            OutputTotals& totals = app_.decode.totals;
+            totals.expectedChecksum = checksum;
+            totals.expectedSize = size;
         }
     }
     if (SingleFile()) {
