@@ -173,6 +173,39 @@ TEST_F(Interop, PartsComeBackFromUudeviewAndTheShell) {
     }
 }
 
+// uuenview's parts, UU and XX, with its "_=_" marks around each part header or with the header
+// line alone, in one input shuffled or as inputs joined by -J: the parts come together in
+// order and no separator line gets into the data.
+TEST_F(Interop, UuenviewPartsAreJoinedWithoutTheirSeparators) {
+    if (!Have("uuenview")) {
+        GTEST_SKIP() << "uudeview missing";
+    }
+    const std::string bytes = test::RandomBytes(17, std::size_t{100} * 1024);
+    fs::create_directories(dir.path() / "orig");
+    WriteFile(dir.File("orig/pic.jpg"), bytes);
+    for (const char* encoding : {"-u", "-x"}) {
+        ASSERT_EQ(Shell(std::string("cd orig && uuenview ") + encoding + " -500 -o pic.jpg"), 0);
+        ASSERT_TRUE(fs::exists(dir.File("orig/pic.005")) && !fs::exists(dir.File("orig/pic.006")));
+        // As written; without the marks; without the blank lines before each next part.
+        for (const std::string strip : {"cat", "grep -v '^_=_ *$'", "grep -v '^$'"}) {
+            ASSERT_EQ(
+                Shell("cat orig/pic.003 orig/pic.001 orig/pic.004 orig/pic.002 orig/pic.005 | " +
+                      strip + " > one.txt"),
+                0);
+            ASSERT_EQ(
+                Shell("for p in 1 2 3 4 5; do " + strip + " < orig/pic.00$p > in$p.txt; done"), 0);
+            for (const std::string args :
+                 {"one.txt", "-J in5.txt in2.txt in4.txt in1.txt in3.txt"}) {
+                SCOPED_TRACE(std::string(encoding) + " " + args + " " + strip);
+                EXPECT_EQ(Mandrel(args), 0);
+                EXPECT_TRUE(ReadFile(dir.File("pic.jpg")) == bytes);
+                fs::remove(dir.File("pic.jpg"));
+            }
+        }
+        ASSERT_EQ(Shell("rm -f orig/pic.0*"), 0);
+    }
+}
+
 // A part's section sum covers its text as saved with LF ends: the begin line, the encoded lines,
 // the zero-length line and "end"; the last sum is that of the input.
 TEST_F(Interop, ChecksumLinesAgreeWithBsdSum) {

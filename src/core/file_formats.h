@@ -11,7 +11,7 @@
 
 namespace mandrel {
 
-inline constexpr int kFileFormatCount = 21;
+inline constexpr int kFileFormatCount = 22;
 inline constexpr int kFormatToBeDetermined = 0;
 inline constexpr int kFormatTryAll = 1;
 inline constexpr int kFormatMultipleInputs = 2;
@@ -40,6 +40,7 @@ enum FileFormatId : int {
     kAol = 18,
     kSquirrel = 19,
     kRem = 20,
+    kUuenview = 21,  // decoded only
 };
 
 // Where a part's data begins once its header is found.
@@ -49,6 +50,7 @@ enum class DataStart : uint8_t {
     Separator,    // at the separator line that follows the header
     AfterBlanks,  // at the first line that is not blank after the header
     Subject,      // Alt.binaries: a subject, then a separator; one part of one is a single file
+    AfterMarks,   // uuenview: at the first line that is neither blank nor a lone "_=_" mark
 };
 
 // What a part's separator line looks like, besides "BEGIN ... -- ... cut here" of any format.
@@ -71,6 +73,7 @@ enum class TrailerRule : uint8_t {
     Wincode,           // "section N/M"
     Aol,               // "-----" and "cut here"
     Squirrel,          // "------ end of name ... part N of M"
+    Uuenview,          // a "_=_" line: the marks around the next part's header
 };
 
 // The encoder's estimate of a text: characters and line ends.
@@ -127,6 +130,7 @@ inline constexpr std::array<FileFormatRow, kFileFormatCount> kFileFormats{{
     {18, 1, 0, "AOL",                    DS::Separator,  SR::DashCut,        TR::Aol,             {},       {},      false, false, false, false},
     {19, 1, 0, "Squirrel v3.0",          DS::AfterBlanks, SR::None,           TR::Squirrel,        {},       {},      false, false, false, false},
     {20, 1, 1, "R.E.M.",                 DS::AfterBlanks, SR::None,           TR::None,            {0, 1},   {0, 1},  false, true,  false, false},
+    {21, 1, 0, "uuenview",               DS::AfterMarks, SR::None,           TR::Uuenview,        {},       {},      false, false, false, false},
 }};
 // clang-format on
 

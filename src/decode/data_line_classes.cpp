@@ -232,6 +232,10 @@ private:
                         return kNotSettled;
                 }
                 return kNotSettled;
+            case TrailerRule::Uuenview:
+                // The marks and header of the next part end this one's data.
+                return IsUuenviewMark(line_) || IsUuenviewHeader(line_) ? OfKnownTotal(kLineTrailer)
+                                                                        : kNotSettled;
             case TrailerRule::None:
                 return kNotSettled;
         }

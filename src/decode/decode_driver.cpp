@@ -430,6 +430,7 @@ void DecodeRun::LookForHeaderType() {
             announce_ = true;
             break;
         case DataStart::AfterBlanks:
+        case DataStart::AfterMarks:
             SetDecodeState(FINDSTARTOFDATA);
             announce_ = true;
             break;
@@ -1047,7 +1048,9 @@ void DecodeRun::FindStartOfData() {
                    std::string(FileFormatName(CurrentFormat())).c_str(), InputName().c_str());
         announce_ = false;
     }
-    if (!IsBlankLine(line_.data())) {
+    const bool mark = FileFormat(CurrentFormat()).dataStart == DataStart::AfterMarks &&
+                      IsUuenviewMark(line_.data());
+    if (!IsBlankLine(line_.data()) && !mark) {
         readNext_ = false;
         announce_ = true;
         const int encoding = Encoding();

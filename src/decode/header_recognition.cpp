@@ -549,6 +549,25 @@ int AolShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) 
     return Matched(out, kAol, part, total, std::string(kUnknownName));
 }
 
+// uuenview: "_=_ Part 002 of 003 of file pic.jpg", with or without a line of "_=_" above and
+// below it.
+int UuenviewShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
+    if (!IsUuenviewHeader(line)) {
+        return kNoMatch;
+    }
+    const char* p = SkipBlankChars(line + 3);
+    int part = 0;
+    int total = 0;
+    if (ParsePartNumbers(app, p, part, total) == 0) {
+        return kNoMatch;
+    }
+    std::string name(kUnknownName);
+    if (const char* file = FindNoCase(p, "of file "); file != nullptr) {
+        CopyNameToken(SkipBlankChars(file + 8), name, false, false);
+    }
+    return Matched(out, kUuenview, part, total, std::move(name));
+}
+
 // Squirrel: "------ begin of name ... part 1 of 3".
 int SquirrelShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& out) {
     if (!StartsWithExact(line, "------")) {
@@ -636,9 +655,9 @@ int MimeShapeGivenBack(DecodeContext& app, char* line, BufFile input, HeaderOut&
 // The shapes in the order they are tried: the first that makes something of the line settles it.
 using Shape = int (*)(DecodeContext&, char*, BufFile, HeaderOut&);
 constexpr Shape kShapes[] = {
-    BeginBase64Shape, BeginLineShape,     SimTelShape,         ArchiveNameShape, SubjectShapes,
-    SectionShapes,    BeginKeywordShapes, XFileShapeGivenBack, PostShape,        MimeShapeGivenBack,
-    BinHexShape,      AolShape,           SquirrelShape,       UumoveShape,
+    BeginBase64Shape,   BeginLineShape, UuenviewShape,      SimTelShape,         ArchiveNameShape,
+    SubjectShapes,      SectionShapes,  BeginKeywordShapes, XFileShapeGivenBack, PostShape,
+    MimeShapeGivenBack, BinHexShape,    AolShape,           SquirrelShape,       UumoveShape,
 };
 
 int TryShapes(DecodeContext& app, char* line, BufFile input, HeaderOut& out) {
@@ -891,6 +910,19 @@ int SkipTableBlock(DecodeContext& app, BufFile input, char* line) {
         AddLineToPartSum(app, line);
     }
     return 1;
+}
+
+bool IsUuenviewMark(const char* line) {
+    if (!StartsWithExact(line, "_=_")) {
+        return false;
+    }
+    const char* p = SkipBlankChars(line + 3);
+    return *p == '\0' || *p == '\r' || *p == '\n';
+}
+
+bool IsUuenviewHeader(const char* line) {
+    return StartsWithExact(line, "_=_") && IsBlank(line[3]) &&
+           StartsWithNoCase(SkipBlankChars(line + 3), "part");
 }
 
 bool IsBeginWord(const char* line) {

@@ -19,7 +19,7 @@ int ReadRecognizerLine(DecodeContext& app, BufFile input, char* line);
 // Moves the input back by the line's length and counts the line off again.
 void PushBackLine(DecodeContext& app, const char* line, BufFile input);
 
-// The FileFormat (3 to 20) that the line opens, or 0. May read further lines from input (the
+// The FileFormat (3 to 21) that the line opens, or 0. May read further lines from input (the
 // line buffer then holds the last one read) and may push one back. part, total and name are
 // reset first (name to "DontKnow.Yet").
 int RecognizeHeader(DecodeContext& app, char* line, BufFile input, int& part, int& total,
@@ -40,6 +40,10 @@ bool IsBeginWord(const char* line);
 bool HasCutHere(const char* line);
 bool HasPartWord(const char* line);
 bool IsBlankLine(const char* line);
+// uuenview's "_=_" alone on a line, the mark above and below its part headers.
+bool IsUuenviewMark(const char* line);
+// A uuenview part header: "_=_ Part 2 of 3 of file name".
+bool IsUuenviewHeader(const char* line);
 
 // Scanning steps shared by the recognisers. A blank is a space or a tab; a word ends at the
 // first blank, comma or the end of the text. Keys are compared up to the text's terminator.
