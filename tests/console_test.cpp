@@ -198,6 +198,70 @@ TEST_F(Console, DecodesReportEveryFileAndEveryFailure) {
     EXPECT_EQ(Files(), "a.txt b.txt c.txt cut.uue photo.jpg plain.txt two.uue");
 }
 
+// --report=json: one object a job on standard output, whatever the job came to; the messages
+// stay on standard error.
+TEST_F(Console, JsonReportsForScripts) {
+    WriteFile(Path("two.uue"), "begin 644 a.txt\n#86)C\n`\nend\nbegin 644 b.txt\n\"86(\n`\nend\n");
+    WriteFile(Path("cut\xe9.uue"), "begin 644 c.txt\n#86)C\n");
+    WriteFile(Path("photo.jpg"), test::RandomBytes(3, 6000));  // two parts of 4500 bytes
+    ASSERT_EQ(
+        Run({"-N", "-Eu", "--encodechecksum=1", "--encodetype=5", "--encodeoutputsize=4500",
+             "--report=json", Path("photo.jpg")})
+            .out,
+        "{\"input\":\"" + Path("photo.jpg") + "\",\"inputs\":[\"" + Path("photo.jpg") +
+            "\"],\"direction\":\"encode\",\"result\":\"done\",\"code\":0,\"outputs\":[\"" +
+            Path("photo1.uue") + "\",\"" + Path("photo2.uue") +
+            "\"],\"encoding\":\"UU\",\"format\":\"SimTel\",\"parts\":{\"total\":2,\"found\":[],"
+            "\"missing\":[]},\"warnings\":[],\"checksums\":\"none\",\"differences\":[],"
+            "\"report\":\"photo.jpg Successfully UU Encoded 2 Parts to " +
+            Path("photo1.uue") + " thru " + Path("photo2.uue") + "\"}\n");
+    fs::remove(Path("photo.jpg"));
+    std::string spoiled = ReadFile(Path("photo2.uue"));
+    spoiled.replace(spoiled.find("/6000 entire") - 1, 1, "0");
+    WriteFile(Path("spoiled.uue"), ReadFile(Path("photo1.uue")) + spoiled);
+    struct Case {
+        std::string file;
+        int status;
+        std::string json;  // after "input" and "inputs"
+    };
+    const std::string decoded = R"("direction":"decode","result":"done","code":0,"outputs":[")";
+    const Case cases[] = {
+        {"two.uue", 0,
+         decoded + Path("a.txt") + "\",\"" + Path("b.txt") +
+             R"("],"encoding":"UU","format":"Single File","parts":{"total":1,"found":[1],"missing":[]},)"
+             R"("warnings":[],"checksums":"none","differences":[],"report":"two.uue Successfully UU )"
+             "Decoded as " +
+             Path("a.txt") + " two.uue Successfully UU Decoded as " + Path("b.txt") + "\"}"},
+        {"cut\xe9.uue", 3,
+         decoded + Path("c.txt") +
+             R"("],"encoding":"UU","format":"Single File","parts":{"total":1,"found":[1],"missing":[]},)"
+             R"("warnings":["Missing 'end' statement."],"checksums":"none","differences":[],)"
+             R"("report":"cut\ufffd.uue Apparently UU Decoded as )" +
+             Path("c.txt") + R"(  Missing 'end' statement."})"},
+        {"photo1.uue", 1,
+         R"("direction":"decode","result":"failed","code":-2,"outputs":[],"encoding":"UU",)"
+         R"("format":"SimTel","parts":{"total":2,"found":[1],"missing":[2]},)"
+         R"("warnings":["Missing 'end' statement."],)"
+         R"("checksums":"none","differences":[],"report":""})"},
+        {"spoiled.uue", 1,
+         decoded + Path("photo.jpg") +
+             R"("],"encoding":"UU","format":"SimTel","parts":{"total":2,"found":[1,2],"missing":[]},)"
+             R"("warnings":[],"checksums":"differences","differences":["Output File photo.jpg )"
+             R"(Checksum:\tExpected )"},
+    };
+    for (const Case& c : cases) {
+        const RunResult run = Run({"--decodejoin=0", "-N", "--report=json", Path(c.file)});
+        const std::string input = Path(c.file == "cut\xe9.uue" ? "cut\\ufffd.uue" : c.file);
+        EXPECT_EQ(run.status, c.status) << c.file;
+        EXPECT_TRUE(run.out.starts_with(R"({"input":")" + input + R"(","inputs":[")" + input +
+                                        R"("],)" + c.json))
+            << run.out;
+        EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 1) << run.out;
+    }
+    EXPECT_EQ(Run({"--report=xml", Path("two.uue")}).err,
+              kPrefix + "Unknown report form xml: --report=json or --report=text.\n");
+}
+
 TEST_F(Console, StandardInputAndOutput) {
     const std::string photo = ReadFile(Path("photo.jpg"));
     // Encoded from standard input under the -O name or "stdin", into the current directory.

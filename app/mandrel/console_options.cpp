@@ -255,6 +255,13 @@ std::optional<std::string> ReadConsoleOptions(std::span<const std::string> argum
             options.verbose = true;
         } else if (argument == "--save") {
             options.save = true;
+        } else if (argument.starts_with("--report=")) {
+            const std::string_view form = argument.substr(9);
+            if (form != "json" && form != "text") {
+                return Format("Unknown report form %s: --report=json or --report=text.",
+                              std::string(form).c_str());
+            }
+            options.jsonReport = form == "json";
         } else {
             const std::size_t equals = argument.find('=');
             const std::string_view name = argument.substr(2, equals - 2);
@@ -337,6 +344,9 @@ std::string HelpText(std::string_view programName) {
         "  --version      show the program's version\n"
         "  --quiet        print no report for each file\n"
         "  --verbose      print the status of the running job on standard error\n"
+        "  --report=json  print a JSON object for each file instead of the report: input,\n"
+        "                 outputs, encoding, format, parts found and missing, warnings,\n"
+        "                 checksum result and result\n"
         "  --save         keep the settings given with --NAME=VALUE for later runs\n"
         "  --NAME=VALUE   change a setting for this run; values as stored:\n";
     AppendGroupHelp(text, "General", GeneralGroup());

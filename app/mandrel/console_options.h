@@ -1,5 +1,5 @@
-// The console program's own long options: --help, --version, --quiet, --verbose, --save and
-// --NAME=VALUE for the stored settings, read before the described command line.
+// The console program's own long options: --help, --version, --quiet, --verbose, --save,
+// --report=FORM and --NAME=VALUE for the stored settings, read before the described command line.
 #pragma once
 
 #include <optional>
@@ -21,6 +21,7 @@ struct ConsoleOptions {
     bool quiet = false;
     bool verbose = false;
     bool save = false;
+    bool jsonReport = false;  // --report=json: a JSON object a job on standard output
     // --NAME=VALUE in the order given.
     std::vector<std::pair<const SettingDesc*, std::string>> settings;
     // The other arguments, in their order: switches and file names.

@@ -16,6 +16,7 @@
 #include "core/output_files.h"
 #include "core/text_util.h"
 #include "core/version_strings.h"
+#include "json_report.h"
 #include "platform/console_ui.h"
 #include "platform/data_directories.h"
 #include "platform/file_associations.h"
@@ -193,7 +194,18 @@ bool DeliverToStdout(AppState& app, const StandardStreams& streams) {
 
 // Each file's report: successes on standard output (one sentence for every file a decode
 // made), everything else on standard error with the reason in one line.
-void ReportJob(AppState& app, const JobOutcome& outcome, bool quiet) {
+void ReportJob(AppState& app, const JobOutcome& outcome, bool quiet, bool json) {
+    if (json) {
+        std::string report = outcome.report.empty() ? outcome.failure : outcome.report;
+        if (!outcome.reports.empty()) {
+            report.clear();
+            for (const std::string& sentence : outcome.reports) {
+                report += (report.empty() ? "" : "\r\n") + sentence;
+            }
+        }
+        PrintOut(JobJson(outcome, report) + "\n");
+        return;
+    }
     if (outcome.result == kResultDone) {
         if (quiet) {
             return;
@@ -219,9 +231,10 @@ void ReportJob(AppState& app, const JobOutcome& outcome, bool quiet) {
     }
 }
 
-int RunList(AppState& app, bool quiet, const StandardStreams& streams) {
+int RunList(AppState& app, bool quiet, bool json, const StandardStreams& streams) {
     const std::vector<JobOutcome> outcomes = RunFileList(
-        app, [&app, quiet](const JobOutcome& outcome) { ReportJob(app, outcome, quiet); },
+        app,
+        [&app, quiet, json](const JobOutcome& outcome) { ReportJob(app, outcome, quiet, json); },
         [&streams](JobRequest& request) { AdjustRequest(streams, request); });
     // The list ran to its end (joined inputs make one outcome for all of them) and every file
     // succeeded.
@@ -360,7 +373,8 @@ int Run(const std::vector<std::string>& arguments, const std::string& programNam
             app.QuitRequested = true;
         });
         // Reports would mix with the data on standard output.
-        status = RunList(app, options.quiet || streams.toStdout, streams);
+        status = RunList(app, options.quiet || streams.toStdout,
+                         options.jsonReport && !streams.toStdout, streams);
     }
     app.files.BufFileShutdown();
     return status;

@@ -1,8 +1,12 @@
 #include "shell/job_runner.h"
 
+#include <algorithm>
 #include <cstdio>
 
+#include "codec/alphabets.h"
+#include "core/file_formats.h"
 #include "core/text_util.h"
+#include "decode/checksum_verify.h"
 #include "decode/decode_driver.h"
 #include "decode/join_parts.h"
 #include "encode/encode_driver.h"
@@ -60,6 +64,7 @@ private:
     int JoinAndDecode();
     bool DecodesItsInput();
     int CannotRead(int direction);
+    void TakeFacts();
     int Interactive() const { return request_.interactive ? 1 : 0; }
 
     AppState& app_;
@@ -177,6 +182,55 @@ int JobRun::JoinAndDecode() {
     return Decode();
 }
 
+// The facts of the finished job. The part table tells a decode's parts; an encode names its
+// outputs by the report's rule.
+void JobRun::TakeFacts() {
+    const JobState& job = app_.job;
+    JobFacts& facts = outcome_.facts;
+    facts.inputs = request_.inputs;
+    facts.encoding = std::string(
+        job.EncodingIndex == kEncodingAuto ? std::string_view{} : EncodingName(job.EncodingIndex));
+    facts.format = std::string(FileFormatName(job.CurrentFileFormat));
+    if (job.JobDirection == kDirectionEncode) {
+        const int parts = std::max(1, app_.parts.JobPartCount);
+        if (outcome_.result == kResultDone && !job.EncodeToMail && !job.EncodeToClipboard) {
+            for (int part = 1; part <= parts; ++part) {
+                facts.outputs.push_back(
+                    parts == 1
+                        ? job.JobOutputPath
+                        : BuildOutputName(app_, job.JobInputPath, job.EncodingIndex, part, parts));
+            }
+        }
+        facts.partTotal = parts;
+        return;
+    }
+    for (const MadeOutput& made : job.outputsMade) {
+        facts.outputs.push_back(made.path);
+    }
+    const PartTable& parts = app_.parts;
+    facts.partTotal = parts.JobPartCount;
+    for (const PartRecord& row : parts.rows) {
+        if (row.partNumber != 0) {
+            facts.partsFound.push_back(row.partNumber);
+        }
+    }
+    std::sort(facts.partsFound.begin(), facts.partsFound.end());
+    for (int part = 1; part <= std::min(parts.JobPartCount, MAX_PARTS); ++part) {
+        if (!std::binary_search(facts.partsFound.begin(), facts.partsFound.end(), part)) {
+            facts.partsMissing.push_back(part);
+        }
+    }
+    if (job.JobWarnings && !job.ReportExtraText.empty()) {
+        const std::size_t text = job.ReportExtraText.find_first_not_of("\r\n");
+        facts.warnings.push_back(text == std::string::npos ? std::string()
+                                                           : job.ReportExtraText.substr(text));
+    }
+    if (outcome_.result == kResultDone && app_.config.decodetestchecksum != 0) {
+        VerifyChecksums(app_, &facts.checksumDifferences);
+        facts.checksumsPresent = app_.decode.checksumDataPresent;
+    }
+}
+
 JobOutcome JobRun::Run() {
     TakeRequest(app_.job, request_);
     int result = kResultReported;
@@ -207,6 +261,7 @@ JobOutcome JobRun::Run() {
         outcome_.reports.push_back(report.sentence);
     }
     outcome_.checksumDifferences = report.checksumDifferences;
+    TakeFacts();
     EndOfJob(app_, report);
     return outcome_;
 }

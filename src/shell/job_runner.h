@@ -36,6 +36,21 @@ struct JobRequest {
     std::string outputDirectory;    // every output goes here
 };
 
+// What a job did, as a script that reads the console's report wants it: taken when the job
+// ends, before the end of the job forgets it.
+struct JobFacts {
+    std::vector<std::string> inputs;   // as the request named them
+    std::vector<std::string> outputs;  // every file the job made
+    std::string encoding;              // "UU", "yEnc", ...; "" when none was settled
+    std::string format;                // "Single File", "SimTel", ...
+    int partTotal = 0;                 // the parts the text says there are; 0 when unknown
+    std::vector<int> partsFound;
+    std::vector<int> partsMissing;  // of a known total
+    std::vector<std::string> warnings;
+    bool checksumsPresent = false;  // the text carried checksums and they were compared
+    std::vector<std::string> checksumDifferences;  // each as the details list shows it
+};
+
 struct JobOutcome {
     std::string path;    // the input (for joined inputs, the temporary file they became)
     int result = 0;      // the job result code (0 done, 1 aborted, negative failures)
@@ -47,6 +62,7 @@ struct JobOutcome {
     bool warnings = false;             // done with warnings: the report says "Apparently"
     std::string failure;               // why a job failed that said nothing itself
     bool stopsList = false;            // an input that could not be read ends the list it stands in
+    JobFacts facts;
 };
 
 JobOutcome RunJob(AppState& app, const JobRequest& request);
