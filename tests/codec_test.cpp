@@ -14,6 +14,7 @@
 #include "codec/binhex_crc.h"
 #include "codec/line_decode.h"
 #include "codec/line_encode.h"
+#include "codec/quoted_printable.h"
 #include "codec/sum_r.h"
 #include "decode/line_decoder.h"
 #include "platform/scripted_ui.h"
@@ -424,6 +425,36 @@ TEST_F(LineDecoderTest, QuickWayAgreesWithTheExactWay) {
     app.decode.base64Position = 3;
     app.decode.base64.phase = 3;
     EXPECT_EQ(DecodeLineQuick(app, line, out, part), kTakeExactWay);
+}
+
+// Quoted-printable lines: escapes in either case, soft breaks, the blanks a transport adds,
+// and "=" signs that escape nothing, which stay.
+TEST(QuotedPrintable, LinesAsRobustReadersTakeThem) {
+    struct Case {
+        std::string_view line;
+        std::string_view bytes;
+        bool soft;
+    };
+    const Case cases[] = {
+        {"plain text", "plain text", false},
+        {"a=3Db=3db =C3=BC", "a=b=b \xc3\xbc", false},
+        {"soft break=", "soft break", true},
+        {"soft after blanks=  \t", "soft after blanks", true},
+        {"trailing blanks \t ", "trailing blanks", false},
+        {"=0D=0A=00=FF", std::string_view("\r\n\0\xff", 4), false},
+        {"bad =G1 =4 =", "bad =G1 =4 ", true},
+        {"==41", "=A", false},
+        {"", "", false},
+        {"=", "", true},
+    };
+    for (const Case& c : cases) {
+        std::array<unsigned char, 64> out{};
+        bool soft = false;
+        const std::size_t n = DecodeQuotedPrintableLine(c.line, out, soft);
+        EXPECT_EQ(std::string_view(reinterpret_cast<const char*>(out.data()), n), c.bytes)
+            << c.line;
+        EXPECT_EQ(soft, c.soft) << c.line;
+    }
 }
 
 TEST(BinHexCrc, TableStepIsTheBitByBitStepEverywhere) {

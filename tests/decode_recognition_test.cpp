@@ -188,13 +188,17 @@ TEST_F(Recognition, ShapesThatReadAhead) {
          "Content-Description: name=other.gif\n\nx\n", {3, 1, 1, "a b.gif"}, kEncodingMIME, 4, "x\n"},
         {mime + "\r\nR0lGODlh\r\n", kNone, 0, 2, "R0lGODlh\r"},
         {"Content-Type: Application/mac-binhex40; name=\"x.hqx\"\r\nContent-Transfer-Encoding: base64\r\n\r\n(This", kNone, 0, 3, "(This"},
-        {"Content-Transfer-Encoding: quoted-printable\r\n\r\n", kNone, 0, 1, "\r"},
+        // An unnamed quoted-printable body is the text of a message: the block is read, no more.
+        {"Content-Transfer-Encoding: quoted-printable\r\n\r\nx\r\n", kNone, 0, 2, "x\r"},
         {"Content-Type: text/plain\r\nContent-Transfer-Encoding: base64\r\n", kNone, 0, 3, ""},
         // After a Wincode or R.E.M. part 1 header, blank lines and the XX table are taken.
         {"section 1/3   file p.gif   [ Wincode v2.3 ]\r\n\r\ntable\r\n+-0123456789ABCDEFGHIJKLMNOPQRST\r\n"
          "UVWXYZabcdefghijklmnopqrstuvwxyz\r\nbegin 644 p\r\n", {13, 1, 3, "p.gif"}, 0, 5, "begin 644 p\r"},
         {"section 1 of uuencode 5.24 of file p.gif    by Q\r\n\r\n\r\nbegin 644 p\r\n", {20, 1, 0, "p.gif"}, 0, 3, "begin 644 p\r"},
         {"section 2/3   file p.gif   [ Wincode v2.3 ]\r\n\r\ntable\r\n", {13, 2, 3, "p.gif"}, 0, 1, "\r"},
+        // A named one is an attachment, its body from the line after the blank line.
+        {"Content-Transfer-Encoding: quoted-printable\r\nContent-Disposition: attachment; filename=q.txt\r\n"
+         "\r\n\r\nab=3D\r\n", {3, 1, 1, "q.txt"}, kEncodingQuotedPrintable, 3, "\r"},
     };
     // clang-format on
     for (const Case& c : cases) {

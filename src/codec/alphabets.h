@@ -12,12 +12,13 @@ enum EncodingIndexValue : int {
     kEncodingXX = 2,
     kEncodingMIME = 3,
     kEncodingBinHex = 4,
-    kEncodingYEnc = 5,  // decoded only: nothing writes it
+    kEncodingYEnc = 5,             // decoded only: nothing writes it
+    kEncodingQuotedPrintable = 6,  // decoded only: MIME attachments
 };
 
-// "Auto", "UU", "XX", "MIME", "BinHex", "yEnc", indexed by EncodingIndex.
-inline constexpr std::array<std::string_view, 6> EncodingNames = {"Auto", "UU",     "XX",
-                                                                  "MIME", "BinHex", "yEnc"};
+// The names of the encodings, indexed by EncodingIndex.
+inline constexpr std::array<std::string_view, 7> EncodingNames = {
+    "Auto", "UU", "XX", "MIME", "BinHex", "yEnc", "Quoted-Printable"};
 // The name of an encoding, "" outside the table.
 constexpr std::string_view EncodingName(int encoding) {
     return encoding >= 0 && encoding < static_cast<int>(EncodingNames.size())

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "codec/alphabets.h"
+#include "codec/quoted_printable.h"
 #include "codec/yenc.h"
 #include "core/format.h"
 #include "core/job_status.h"
@@ -115,6 +116,10 @@ private:
     void YEncEnd(bool withFigures);
     bool YEncSingle() const { return Encoding() == kEncodingYEnc && SingleFile(); }
 
+    // A quoted-printable attachment, up to its MIME boundary or the end of the input.
+    void QuotedPrintableLine();
+    bool IsBoundaryLine() const;
+
     // The end of a pass: a result, or nothing when another pass is to run.
     std::optional<int> EndOfPass();
     void DiagnoseBinaryInput();
@@ -191,6 +196,12 @@ private:
     YEncTextState yencText_;
     bool yencMidLine_ = false;  // the last piece read did not end its line
     int encodingBeforeYEnc_ = kEncodingAuto;
+
+    // Quoted-printable: the line end of the line before, written only once a line follows
+    // (the one before the boundary belongs to the boundary), and the start of an escape that
+    // a line longer than the line buffer cut off.
+    std::string qpLineEnd_;
+    std::string qpCarry_;
 };
 
 int DecodeRun::Run() {
@@ -230,6 +241,7 @@ std::optional<int> DecodeRun::StartPass() {
     SetDecodeState(LOOKFORHEADERTYPE);
     ClearPartTable(app_.parts);
     ClearDeferredPartSums(decode.deferredSums);
+    decode.mimeBoundaries.clear();
     decode.markedLine = nullptr;  // no line of this pass has been read yet
     SelectDecodeTable(app_, job.EncodingIndex);
     decode.bytesRead = 0;
@@ -506,6 +518,14 @@ void DecodeRun::SingleFileHeader(bool freshEncoding) {
             readNext_ = false;
             SetDecodeState(PREPAREHEADER);
             break;
+        case kEncodingQuotedPrintable:
+            // The body starts right after the blank line in hand, blank lines of its own and all.
+            encodingSettled_ = true;
+            readNext_ = false;
+            SetDecodeState(PREPAREHEADER);
+            qpLineEnd_.clear();
+            qpCarry_.clear();
+            break;
         default:
             SetDecodeState(PREPAREHEADER);
             break;
@@ -561,6 +581,9 @@ void DecodeRun::PrepareHeader() {
     app_.decode.base64Position = 0;
     lineAnswer_ = kLineAnswerNone;
     ShowPartStatus();
+    if (Encoding() == kEncodingQuotedPrintable) {
+        readNext_ = true;  // past the blank line that ended the headers
+    }
 }
 
 void DecodeRun::ShowPartStatus() {
@@ -685,6 +708,10 @@ bool DecodeRun::OpenTemporaryOutput(PartRecord& row) {
 // ---- A part's data, checksum lines and trailer ----
 
 void DecodeRun::DecodeLines() {
+    if (Encoding() == kEncodingQuotedPrintable) {
+        QuotedPrintableLine();
+        return;
+    }
     app_.decode.DecodeErrorText.clear();
     int lineClass =
         ClassifyDataLine(app_, line_.data(), headerPart_, trailerPart_, trailerTotal_, input_);
@@ -1058,6 +1085,58 @@ void DecodeRun::FindStartOfData() {
                                                                                 : PARSEBEGINLINE);
     }
     PumpMessages(app_.ui, 4);
+}
+
+// ---- Quoted-printable ----
+
+bool DecodeRun::IsBoundaryLine() const {
+    const std::string_view line = CutAtLineEnd(line_.data());
+    if (!line.starts_with("--")) {
+        return false;
+    }
+    const std::string_view rest = line.substr(2);
+    return std::any_of(app_.decode.mimeBoundaries.begin(), app_.decode.mimeBoundaries.end(),
+                       [rest](const std::string& boundary) {
+                           return rest == boundary || (rest.starts_with(boundary) &&
+                                                       rest.substr(boundary.size()) == "--");
+                       });
+}
+
+void DecodeRun::QuotedPrintableLine() {
+    if ((line_[0] == '\0' && !moreSteps_) || IsBoundaryLine()) {
+        trailerPart_ = 1;
+        trailerTotal_ = 1;
+        readNext_ = false;
+        SetDecodeState(PREPARETRAILER);
+        return;
+    }
+    dataSeen_ = true;
+    std::string text = qpCarry_ + std::string(line_.data());
+    qpCarry_.clear();
+    std::string_view body(text);
+    std::string_view end;
+    if (const std::size_t at = body.find_first_of("\r\n"); at != std::string_view::npos) {
+        end = body.substr(at);
+        body = body.substr(0, at);
+    } else if (const std::size_t escape = body.rfind('=');
+               escape != std::string_view::npos && escape + 3 > body.size()) {
+        // A piece of a long line: an escape cut off here goes on in the next piece.
+        qpCarry_ = std::string(body.substr(escape));
+        body = body.substr(0, escape);
+    }
+    std::string bytes = qpLineEnd_;
+    bool soft = false;
+    std::array<unsigned char, kLineBufferSize + 8> out{};
+    const std::size_t count = DecodeQuotedPrintableLine(body, out, soft);
+    bytes.append(reinterpret_cast<const char*>(out.data()), count);
+    // A piece of a long line, or a line with a soft break, joins the next. The reader ends a
+    // CR LF line at its CR and skips the LF: mail's lone CRs are no line ends, so a CR is the
+    // CR LF the text had.
+    qpLineEnd_ = soft || end.empty() ? std::string() : end.starts_with('\r') ? "\r\n" : "\n";
+    if (!bytes.empty()) {
+        std::copy(bytes.begin(), bytes.end(), decoded_.begin());
+        WriteDecoded(static_cast<int>(bytes.size()));
+    }
 }
 
 // ---- yEnc ----

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "codec/binhex_runs.h"
 #include "codec/decode_tables.h"
@@ -88,6 +89,9 @@ struct DecodeJob {
     BufReadMark lineStart;
     BufReadMark lineEnd;
     DeferredPartSums deferredSums;
+    // The boundaries of the multipart MIME bodies met in this pass: a line of "--" and one of
+    // them ends a quoted-printable body.
+    std::vector<std::string> mimeBoundaries;
 };
 
 // What the decoder works with: the shared job context and its own state (see EncodeContext).

@@ -414,6 +414,37 @@ bool IsBase64TransferLine(const char* line) {
            StartsWithNoCase(SkipBlankChars(line + kTransferEncoding.size()), "BASE64");
 }
 
+bool IsQuotedPrintableTransferLine(const char* line) {
+    return StartsWithNoCase(line, kTransferEncoding) &&
+           StartsWithNoCase(SkipBlankChars(line + kTransferEncoding.size()), "quoted-printable");
+}
+
+// A "boundary=" parameter in a header line, kept for the bodies it separates.
+void NoteBoundary(DecodeContext& app, const char* line) {
+    const char* at = FindNoCase(line, "boundary=");
+    if (at == nullptr) {
+        return;
+    }
+    // Quoted, up to the closing quote; else up to a blank, ";" or the line end.
+    const char* p = at + 9;
+    const bool quoted = *p == '"';
+    p += quoted ? 1 : 0;
+    std::string boundary;
+    constexpr std::size_t kLongestBoundary = 70;
+    for (; *p != '\0' && *p != '\r' && *p != '\n' && boundary.size() <= kLongestBoundary; ++p) {
+        if (quoted ? *p == '"' : (IsWhite(*p) || *p == ';')) {
+            break;
+        }
+        boundary += *p;
+    }
+    std::vector<std::string>& boundaries = app.decode.mimeBoundaries;
+    constexpr std::size_t kMostBoundaries = 16;
+    if (!boundary.empty() && boundaries.size() < kMostBoundaries &&
+        std::find(boundaries.begin(), boundaries.end(), boundary) == boundaries.end()) {
+        boundaries.push_back(std::move(boundary));
+    }
+}
+
 // The MIME header block of one body: its Content-Type (the name, and whether the body is
 // BinHex) and its Content-Transfer-Encoding, up to the blank line that opens the body.
 class MimeHeaderBlock {
@@ -424,6 +455,8 @@ public:
     int Recognize(HeaderOut& out) {
         if (IsBase64TransferLine(line_)) {
             base64_ = true;
+        } else if (IsQuotedPrintableTransferLine(line_)) {
+            quotedPrintable_ = true;
         } else if (StartsWithNoCase(line_, kContentType)) {
             if (!TakeContentType() || !ReadToTransferEncoding()) {
                 return kNoMatch;
@@ -435,6 +468,17 @@ public:
             return kNoMatch;
         }
         SanitizeFileName(name_);
+        if (quotedPrintable_) {
+            // An attachment; an unnamed quoted-printable body is the message's text, given back
+            // to the other recognisers (UU text in a mail's body among them).
+            if (!nameFound_ || binhex_) {
+                return kNoMatch;
+            }
+            app_.job.EncodingIndex = kEncodingQuotedPrintable;
+            SelectDecodeTable(app_, kEncodingQuotedPrintable);
+            app_.decode.NameFound = true;
+            return Matched(out, kSingleFile, 1, 1, std::move(name_));
+        }
         if (binhex_ || !base64_) {
             // The BinHex text of the body is found by its own opening line later on.
             return 0;
@@ -469,6 +513,7 @@ private:
         if (const char* semicolon = std::strchr(line_, ';'); semicolon != nullptr) {
             nameFound_ = FindNameParameter(semicolon + 1, name_);
         }
+        NoteBoundary(app_, line_);
         return true;
     }
 
@@ -484,8 +529,13 @@ private:
                 return false;
             }
             LookForName();
+            NoteBoundary(app_, line_);
             if (IsBase64TransferLine(line_)) {
                 base64_ = true;
+                return true;
+            }
+            if (IsQuotedPrintableTransferLine(line_)) {
+                quotedPrintable_ = true;
                 return true;
             }
         }
@@ -509,6 +559,7 @@ private:
     std::string name_{kUnknownName};
     bool nameFound_ = false;
     bool base64_ = false;
+    bool quotedPrintable_ = false;
     bool binhex_ = false;
 };
 
