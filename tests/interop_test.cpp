@@ -265,6 +265,59 @@ for name, sep in (('lf', '\n'), ('crlf', '\r\n')):
     EXPECT_TRUE(fs::is_empty(dir.path() / "tmp"));
 }
 
+// mpack's message/partial fragments: shuffled in one input, in a mailbox with other mail
+// between them, or spread over inputs joined by -J, they are put together and the enclosed
+// message decoded; two messages' fragments mixed give both files; a missing fragment is named
+// and nothing is decoded; no temporary file stays behind.
+TEST_F(Interop, MessagePartialFragmentsArePutTogether) {
+    if (!Have("mpack")) {
+        GTEST_SKIP() << "mpack missing";
+    }
+    const std::string photo = test::RandomBytes(21, std::size_t{100} * 1024);
+    const std::string song = test::RandomBytes(22, 30000);
+    fs::create_directories(dir.path() / "orig");
+    WriteFile(dir.File("orig/photo.jpg"), photo);
+    WriteFile(dir.File("orig/song.ogg"), song);
+    ASSERT_EQ(Shell("cd orig && mpack -s photo -m 30000 -o p photo.jpg && "
+                    "mpack -s song -m 12000 -o s song.ogg"),
+              0);
+    ASSERT_TRUE(fs::exists(dir.File("orig/p.05")) && fs::exists(dir.File("orig/s.03")));
+    ASSERT_EQ(Shell("cd orig && cat p.03 p.01 p.05 p.02 p.04 > ../shuffled.txt && "
+                    "for f in p.02 s.01 p.01 s.03 p.05 s.04 p.04 s.02 p.03; do "
+                    "printf 'From someone Mon Nov 23 10:00:00 2026\n'; cat $f; echo; done "
+                    "> ../mailbox && cat p.01 p.02 p.04 p.05 > ../missing.txt"),
+              0);
+    struct Case {
+        std::string args;
+        int status;
+        bool song;
+    };
+    const Case cases[] = {
+        {"shuffled.txt", 0, false},
+        {"mailbox", 0, true},
+        {"-J orig/p.04 orig/p.02 orig/p.05 orig/p.01 orig/p.03", 0, false},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.args);
+        EXPECT_EQ(Mandrel(c.args), c.status);
+        EXPECT_TRUE(ReadFile(dir.File(c.args.starts_with("-J") ? "orig/photo.jpg" : "photo.jpg")) ==
+                    photo);
+        EXPECT_EQ(c.song && ReadFile(dir.File("song.ogg")) == song, c.song);
+        EXPECT_TRUE(fs::is_empty(dir.path() / "tmp"));
+        fs::remove(dir.File("photo.jpg"));
+        fs::remove(dir.File("song.ogg"));
+    }
+    std::string said;
+    EXPECT_EQ(Shell("HOME='" + dir.File("home") + "' XDG_CONFIG_HOME='" + dir.File("home") +
+                        "' TMPDIR='" + dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH +
+                        "' -N missing.txt 2>&1",
+                    &said),
+              1);
+    EXPECT_NE(said.find("Total Parts Required: 5.\nMissing Parts: 3"), std::string::npos) << said;
+    EXPECT_FALSE(fs::exists(dir.File("photo.jpg")));
+    EXPECT_TRUE(fs::is_empty(dir.path() / "tmp"));
+}
+
 // A part's section sum covers its text as saved with LF ends: the begin line, the encoded lines,
 // the zero-length line and "end"; the last sum is that of the input.
 TEST_F(Interop, ChecksumLinesAgreeWithBsdSum) {

@@ -20,7 +20,8 @@ enum JobDirectionValue : int {
 enum JobResult : int {
     kResultDone = 0,
     kResultAborted = 1,
-    kResultEncodeInstead = 2,  // decode driver only
+    kResultEncodeInstead = 2,   // decode driver only
+    kResultPartialMessage = 3,  // decode driver only: message/partial fragments to put together
     kResultFailed = -1,
     kResultReported = -2,
     kResultDialogCancelled = -3,

@@ -242,6 +242,7 @@ std::optional<int> DecodeRun::StartPass() {
     ClearPartTable(app_.parts);
     ClearDeferredPartSums(decode.deferredSums);
     decode.mimeBoundaries.clear();
+    decode.partialFrom = -1;
     decode.markedLine = nullptr;  // no line of this pass has been read yet
     SelectDecodeTable(app_, job.EncodingIndex);
     decode.bytesRead = 0;
@@ -294,6 +295,13 @@ std::optional<int> DecodeRun::StepLoop() {
         }
         readNext_ = true;
         RunHandler();
+        if (app_.decode.partialFrom >= 0 && !exit_) {
+            // Fragments of a message, met by whichever recogniser: the job puts them together
+            // and decodes what they enclose; nothing of this pass is kept unfinished.
+            CloseDecodeFilesHere(true);
+            DeletePartFiles(app_.parts);
+            exit_ = kResultPartialMessage;
+        }
         if (exit_) {
             return Finish(*exit_);
         }

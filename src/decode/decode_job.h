@@ -92,6 +92,9 @@ struct DecodeJob {
     // The boundaries of the multipart MIME bodies met in this pass: a line of "--" and one of
     // them ends a quoted-printable body.
     std::vector<std::string> mimeBoundaries;
+    // Where the first "Content-Type: message/partial" line of the pass stands (-1: none): the
+    // job puts the fragments together from there.
+    int64_t partialFrom = -1;
 };
 
 // What the decoder works with: the shared job context and its own state (see EncodeContext).

@@ -506,6 +506,12 @@ private:
         while (*end != '\0' && !IsWhite(*end) && *end != ';') {
             ++end;
         }
+        if (StartsWithNoCase(SkipBlankChars(line_ + kContentType.size()), "message/partial")) {
+            // A message/partial fragment (its parameters may follow on folded lines): the job
+            // puts the fragments together first.
+            app_.decode.partialFrom = app_.decode.lineStart.offset;
+            return false;
+        }
         constexpr std::string_view kBinHex = "mac-binhex40";
         binhex_ = end - subtype == static_cast<std::ptrdiff_t>(kBinHex.size()) &&
                   StartsWithNoCase(subtype, kBinHex);

@@ -9,6 +9,7 @@
 #include "decode/checksum_verify.h"
 #include "decode/decode_driver.h"
 #include "decode/join_parts.h"
+#include "decode/message_partial.h"
 #include "encode/encode_driver.h"
 #include "shell/app_state.h"
 #include "shell/input_selection.h"
@@ -65,11 +66,14 @@ private:
     bool DecodesItsInput();
     int CannotRead(int direction);
     void TakeFacts();
+    int DecodePartialMessages();
+    std::vector<PartialSource> PartialSources(int64_t from) const;
     int Interactive() const { return request_.interactive ? 1 : 0; }
 
     AppState& app_;
     const JobRequest& request_;
     JobOutcome outcome_;
+    int partialDepth_ = 0;
 };
 
 // A file handed over without a direction is decoded when the decode method takes it for
@@ -89,6 +93,76 @@ bool JobRun::DecodesItsInput() {
             break;
     }
     return ChooseListAction(app_, outcome_.path) == WM_DECODEFILE;
+}
+
+// Where the fragments are read from: the input from the first fragment on; inputs the job
+// joined each by itself (the line end the join put after each would cut into a fragment), from
+// the one that holds the first fragment on.
+std::vector<PartialSource> JobRun::PartialSources(int64_t from) const {
+    const JobState& job = app_.job;
+    if (request_.inputs.size() <= 1 || partialDepth_ > 1) {
+        return {PartialSource{job.JobInputPath, from}};
+    }
+    const auto eol = static_cast<int64_t>(EndOfLineString(app_.config).size());
+    std::vector<PartialSource> sources;
+    int64_t start = 0;
+    for (const std::string& input : request_.inputs) {
+        const int64_t size = std::max<int64_t>(0, FileSizeByName(input));
+        if (from < start + size + eol) {
+            sources.push_back(PartialSource{input, std::max<int64_t>(0, from - start)});
+            from = start + size + eol;
+        }
+        start += size + eol;
+    }
+    return sources;
+}
+
+// The input holds message/partial fragments: they are put together, with the text around them,
+// into a temporary input, which is decoded in the input's place. A message whose fragments are
+// not all there is named, and nothing of it is decoded.
+int JobRun::DecodePartialMessages() {
+    JobState& job = app_.job;
+    constexpr int kMostNesting = 3;  // a message of fragments may enclose fragments in turn
+    if (++partialDepth_ > kMostNesting) {
+        ShowMessage(app_.ui, kMbStop, "Message Fragments Nested Too Deeply in %s.",
+                    job.JobInputPath.c_str());
+        return kResultReported;
+    }
+    std::string assembled;
+    if (MakeTempFileName(assembled) == 0) {
+        ShowMessage(app_.ui, kMbStop, "Can't Create Temporary File for Joining Input Files.");
+        return kResultReported;
+    }
+    const PartialAssembly assembly =
+        AssemblePartialMessages(PartialSources(app_.decode.partialFrom), assembled);
+    for (const std::string& problem : assembly.problems) {
+        ShowMessage(app_.ui, kMbStop, "%s", problem.c_str());
+    }
+    if (assembly.written && assembly.messages == 0 && assembly.problems.empty()) {
+        ShowMessage(app_.ui, kMbStop,
+                    "The Message Fragments in %s Carry No Usable Number, Total or Id.",
+                    job.JobInputPath.c_str());
+    }
+    if (!assembly.written || assembly.messages == 0) {
+        std::remove(assembled.c_str());
+        if (!assembly.written) {
+            ShowMessage(app_.ui, kMbStop, "Can't Write to %s.", assembled.c_str());
+        }
+        return kResultReported;
+    }
+    if (job.InputIsTemporary) {
+        std::remove(job.JobInputPath.c_str());
+    } else if (job.inputDirectory.empty()) {
+        // What is decoded goes beside the input, not into the temporary directory.
+        const std::string_view listed = DirectoryPart(job.JobInputPath);
+        job.inputDirectory = listed.empty() ? "." : std::string(listed);
+    }
+    job.InputIsTemporary = true;
+    // What the fragments themselves looked like to the first reading is no warning.
+    job.JobWarnings = false;
+    job.ReportExtraText.clear();
+    outcome_.path = assembled;
+    return Decode();
 }
 
 int JobRun::CannotRead(int direction) {
@@ -127,6 +201,9 @@ int JobRun::Decode() {
     // DecodeInput closes the input.
     const int result = DecodeInput(app_, input, Interactive());
     EndJob(app_);
+    if (result == kResultPartialMessage) {
+        return DecodePartialMessages();
+    }
     if (result != kResultEncodeInstead) {
         return result;
     }
