@@ -1,5 +1,6 @@
-// Drives the decoder over arbitrary text: every input must end in a result, never a crash, a
-// hang or a file written outside the input's directory.
+// Drives a decode job over arbitrary text (the driver, and what the job does around it: putting
+// message fragments together, the checksum comparison): every input must end in a result, never
+// a crash, a hang or a file written outside the input's directory.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -10,9 +11,9 @@
 #include <unistd.h>
 
 #include "codec/group_kernels.h"
-#include "decode/decode_driver.h"
 #include "platform/scripted_ui.h"
 #include "shell/app_state.h"
+#include "shell/job_runner.h"
 
 namespace {
 
@@ -36,8 +37,8 @@ const fs::path& WorkDirectory() {
 // that every path meets the same hostile inputs.
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     if (const char* wanted = std::getenv("MANDREL_KERNEL_PATH"); wanted != nullptr) {
-        for (const auto path : {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3,
-                                mandrel::KernelPath::Avx2}) {
+        for (const auto path :
+             {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3, mandrel::KernelPath::Avx2}) {
             if (mandrel::KernelPathName(path) == wanted) {
                 mandrel::UseKernelPath(path);
             }
@@ -65,14 +66,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
         ui.retryAnswers = {mandrel::RetryChoice::TryAllFormats()};
     }
     app.config.decodemethod = 181;
-    app.job.JobInputPath = input.string();
-    app.job.JobDirection = mandrel::kDirectionDecode;
-    const mandrel::BufFile file =
-        app.files.BufFileOpen(app.job.JobInputPath, mandrel::BufOpenMode::Read,
-                              mandrel::BF_TEXT | mandrel::BF_CR_ENDS_LINE);
-    if (file >= 0) {
-        mandrel::DecodeInput(app, file, ask);
-    }
+    mandrel::JobRequest request;
+    request.inputs = {input.string()};
+    request.direction = mandrel::JobRequest::Direction::Decode;
+    request.interactive = ask != 0;
+    mandrel::RunJob(app, request);
     // Whatever the text named, nothing may appear beside the work directory's own folder.
     for (const auto& entry : fs::directory_iterator(WorkDirectory())) {
         if (entry.path().filename() != "in" && entry.path().filename() != "tmp") {
