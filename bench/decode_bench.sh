@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Whole-process decode speed of the console program against sharutils' uudecode, coreutils'
 # base64 -d, macutils' hexbin, uudeview, and cat and dd (the copy limit) on one large random
-# file, with the peak resident memory of every run.
+# file, with the peak resident memory of every run; yEnc (as python3-yenc writes it) beside UU.
 #
 #   bench/decode_bench.sh [path/to/mandrel]      (default: build-rel/app/mandrel)
 #
@@ -28,6 +28,8 @@ for tool in uudecode uuencode base64 uudeview hexbin; do
     command -v "$tool" >/dev/null ||
         fail "$tool is not installed (apt-get install sharutils coreutils uudeview macutils)"
 done
+/usr/bin/python3 -c 'import yenc' 2>/dev/null ||
+    fail "python3-yenc is not installed (apt-get install python3-yenc)"
 source "$(dirname "$0")/bench_lib.sh"
 
 bytes=$((size_mib * 1024 * 1024))
@@ -66,6 +68,18 @@ cp "$input" "$parts/"
 encode "$parts" --encodecrlf=176 --encodetype=5 --encodechecksum=1 --encodeoutputsize="$part_size" -Eu input.bin
 part_count=$(find "$parts" -name 'input*.uue' | wc -l)
 cat "$parts"/input*.uue >"$dec/simtel.uue"
+# yEnc as news servers carry it: python3-yenc's 128-character lines with CR LF.
+/usr/bin/python3 - "$input" "$dec/input.yenc" <<'PYTHON'
+import sys, yenc, zlib
+data = open(sys.argv[1], 'rb').read()
+encoder = yenc.Encoder()
+encoder.feed(data)
+encoder.terminate()
+with open(sys.argv[2], 'wb') as out:
+    out.write(b'=ybegin line=128 size=%d name=input.bin\r\n' % len(data))
+    out.write(encoder.getEncoded())
+    out.write(b'=yend size=%d crc32=%08x\r\n' % (len(data), zlib.crc32(data)))
+PYTHON
 awk 'NR == int(n / 2) { $0 = substr($0, 1, 10) "~" substr($0, 12) } { print }' \
     n="$(wc -l <"$dec/lf.uue")" "$dec/lf.uue" >"$dec/damaged.uue"
 decoded=$dec/input.bin
@@ -78,6 +92,7 @@ cases=(
     "mandrel XX|$(run input.xxe)|$decoded"
     "mandrel MIME 76|$(run b76.mme)|$decoded"
     "mandrel BinHex|$(run input.hqx)|$decoded"
+    "mandrel yEnc|$(run input.yenc)|$decoded"
     "mandrel SimTel|$(run simtel.uue)|$decoded"
     "mandrel damaged|$(run damaged.uue)|$decoded"
     "uudecode shar|uudecode -o '$peer/uudecode.out' '$dec/sharutils.uue'|$peer/uudecode.out"
@@ -128,10 +143,12 @@ r=$(time_ratio "mandrel SimTel" "mandrel UU LF")
 check "SimTel set with sums / single file" "$r" "<= 1.3" "$(ceiling_verdict "$r" 1.3)" || ok=1
 r=$(time_ratio "mandrel damaged" "mandrel UU LF")
 check "damaged line (no questions) / clean" "$r" "<= 1.3" "$(ceiling_verdict "$r" 1.3)" || ok=1
+r=$(time_ratio "mandrel yEnc" "mandrel UU LF")
+check "yEnc / UU LF, same output" "$r" "<= 1.0" "$(ceiling_verdict "$r" 1.0)" || ok=1
 r=$(speed_ratio "uudeview" "mandrel UU LF")
 check "UU / uudeview" "$r" ">= 10" "$(verdict "$r" 10)" || ok=1
 peak=$(peak_of "mandrel UU LF" "mandrel UU CRLF" "mandrel UU shar" "mandrel XX" "mandrel MIME 76" \
-    "mandrel BinHex" "mandrel SimTel" "mandrel damaged")
+    "mandrel BinHex" "mandrel yEnc" "mandrel SimTel" "mandrel damaged")
 check "peak RSS of mandrel, MiB" "$peak" "< 32" "$( ((peak < 32)) && echo met || echo MISSED)" || ok=1
 echo
 printf '%s\n' "${checks[@]}"
