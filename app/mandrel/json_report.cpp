@@ -1,7 +1,9 @@
 #include "json_report.h"
 
 #include <array>
+#include <initializer_list>
 #include <string_view>
+#include <utility>
 
 #include "core/job_state.h"
 #include "platform/console_ui.h"
@@ -106,28 +108,38 @@ std::string ChecksumWord(const JobOutcome& outcome) {
     return outcome.facts.checksumsPresent ? "valid" : "none";
 }
 
+// Members, each a name and its value already written as JSON, as one object.
+std::string Object(std::initializer_list<std::pair<std::string_view, std::string>> members) {
+    std::string out = "{";
+    for (const auto& [name, value] : members) {
+        out += (out.size() > 1 ? "," : "") + Quoted(name) + ":" + value;
+    }
+    return out + "}";
+}
+
 }  // namespace
 
 std::string JobJson(const JobOutcome& outcome, std::string_view report) {
     const JobFacts& facts = outcome.facts;
     const std::string input = facts.inputs.empty() ? outcome.path : facts.inputs.front();
-    std::string json = "{";
-    json += "\"input\":" + Quoted(input);
-    json += ",\"inputs\":" + Strings(facts.inputs.empty() ? std::vector{input} : facts.inputs);
-    json += ",\"direction\":" + Quoted(outcome.direction == kDirectionEncode ? "encode" : "decode");
-    json += ",\"result\":" + Quoted(ResultWord(outcome.result));
-    json += ",\"code\":" + std::to_string(outcome.result);
-    json += ",\"outputs\":" + Strings(facts.outputs);
-    json += ",\"encoding\":" + Quoted(facts.encoding);
-    json += ",\"format\":" + Quoted(facts.format);
-    json += ",\"parts\":{\"total\":" + std::to_string(facts.partTotal) +
-            ",\"found\":" + Numbers(facts.partsFound) +
-            ",\"missing\":" + Numbers(facts.partsMissing) + "}";
-    json += ",\"warnings\":" + Strings(facts.warnings);
-    json += ",\"checksums\":" + Quoted(ChecksumWord(outcome));
-    json += ",\"differences\":" + Strings(facts.checksumDifferences);
-    json += ",\"report\":" + Quoted(OneLineText(report));
-    return json + "}";
+    const std::string parts = Object({{"total", std::to_string(facts.partTotal)},
+                                      {"found", Numbers(facts.partsFound)},
+                                      {"missing", Numbers(facts.partsMissing)}});
+    return Object({
+        {"input", Quoted(input)},
+        {"inputs", Strings(facts.inputs.empty() ? std::vector{input} : facts.inputs)},
+        {"direction", Quoted(outcome.direction == kDirectionEncode ? "encode" : "decode")},
+        {"result", Quoted(ResultWord(outcome.result))},
+        {"code", std::to_string(outcome.result)},
+        {"outputs", Strings(facts.outputs)},
+        {"encoding", Quoted(facts.encoding)},
+        {"format", Quoted(facts.format)},
+        {"parts", parts},
+        {"warnings", Strings(facts.warnings)},
+        {"checksums", Quoted(ChecksumWord(outcome))},
+        {"differences", Strings(facts.checksumDifferences)},
+        {"report", Quoted(OneLineText(report))},
+    });
 }
 
 }  // namespace mandrel
