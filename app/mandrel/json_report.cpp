@@ -1,6 +1,5 @@
 #include "json_report.h"
 
-#include <array>
 #include <initializer_list>
 #include <string_view>
 #include <utility>
