@@ -133,12 +133,15 @@ TEST(YEnc, Crc32RunsOnFromAnyPoint) {
 // yEnc text written the way encoders do and the ways they should not: escapes of the critical
 // characters and of others, dot-stuffed lines, every line end, an escape right before a line
 // end, doubled escapes, blank lines and keyword lines in between.
-std::string AwkwardYEncText(unsigned seed) {
+// wellFormed: only what encoders write (no keyword or dot-stuffed lines, no escape before a
+// line end, no doubled escapes), for a reader that knows nothing else.
+std::string AwkwardYEncText(unsigned seed, bool wellFormed = false) {
     std::mt19937 random(seed);
     static constexpr std::string_view kEnds[] = {"\r\n", "\n", "\r"};
     std::string text;
     for (int line = 0; line < 300; ++line) {
-        const int pick = static_cast<int>(random() % 40);
+        const int pick =
+            wellFormed ? 3 + static_cast<int>(random() % 37) : static_cast<int>(random() % 40);
         if (pick == 0) {
             text += "=ypart begin=1 end=2";
         } else if (pick == 1) {
@@ -149,13 +152,14 @@ std::string AwkwardYEncText(unsigned seed) {
             const std::size_t length = random() % 8 == 0 ? 500 + random() % 300 : random() % 140;
             for (std::size_t i = 0; i < length; ++i) {
                 const auto c = static_cast<unsigned char>(random() + 42);
-                if (c == 0 || c == '\r' || c == '\n' || c == '=' || random() % 50 == 0) {
+                if (c == 0 || c == '\r' || c == '\n' || c == '=' ||
+                    (!wellFormed && random() % 50 == 0)) {
                     text += '=';
                     text += static_cast<char>(c + 64);
                 } else {
                     text += static_cast<char>(c);
                 }
-                if (random() % 200 == 0) {
+                if (!wellFormed && random() % 200 == 0) {
                     text += "==";
                 }
             }
@@ -211,6 +215,33 @@ TEST(YEnc, RunsOfLinesMatchTheReferenceDecoder) {
         }
     }
     UseKernelPath(BestKernelPath());
+}
+
+bool HavePythonYEnc() {
+    return std::system("/usr/bin/python3 -c 'import yenc' >/dev/null 2>&1") == 0;
+}
+
+// python3-yenc's decoder, an independent reader, takes our test text as the reference does.
+TEST(YEnc, PythonYEncReadsTheTestTextAlike) {
+    if (!HavePythonYEnc()) {
+        GTEST_SKIP() << "python3-yenc missing";
+    }
+    test::TempDir dir;
+    for (const unsigned seed : {5U, 6U}) {
+        const std::string text = AwkwardYEncText(seed, true);
+        test::WriteFile(dir.File("text"), text);
+        const std::string command =
+            "/usr/bin/python3 -c \"import sys, yenc; d = yenc.Decoder(); "
+            "d.feed(open(sys.argv[1], 'rb').read()); open(sys.argv[2], "
+            "'wb').write(d.getDecoded())\" '" +
+            dir.File("text") + "' '" + dir.File("python") + "'";
+        ASSERT_EQ(std::system(command.c_str()), 0);
+        std::vector<unsigned char> ours(text.size());
+        YEncTextState state;
+        ours.resize(DecodeYEncText(test::Bytes(text), ours, state));
+        EXPECT_EQ(std::string(ours.begin(), ours.end()), test::ReadFile(dir.File("python")))
+            << seed;
+    }
 }
 
 class YEncProgram : public ::testing::Test {
@@ -290,10 +321,6 @@ for o, t in files.items():
 
     test::TempDir dir;
 };
-
-bool HavePythonYEnc() {
-    return std::system("/usr/bin/python3 -c 'import yenc' >/dev/null 2>&1") == 0;
-}
 
 TEST_F(YEncProgram, PostingsFromPythonYEncComeBackWhole) {
     if (!HavePythonYEnc()) {
