@@ -148,6 +148,8 @@ std::string AwkwardYEncText(unsigned seed, bool wellFormed = false) {
             text += "..";  // dot-stuffed: one dot of data
         } else if (pick == 2) {
             text += "x=";  // an escape the line end cuts off
+        } else if (pick == 4) {
+            text += std::string(199, 'k') + "l";  // as long as the room of some runs below
         } else if (pick != 3) {
             const std::size_t length = random() % 8 == 0 ? 500 + random() % 300 : random() % 140;
             for (std::size_t i = 0; i < length; ++i) {
@@ -185,6 +187,14 @@ TEST(YEnc, RunsOfLinesMatchTheReferenceDecoder) {
             const std::size_t room = at % 3 == 0 ? 200 : 4096;
             std::vector<unsigned char> fast(at % 5 == 0 ? 900 : text.size());
             const YEncRun run = DecodeYEncLines(bytes.subspan(at), fast, room, afterCr);
+            // The scalar path stops at the same line.
+            const KernelPath path = ActiveKernelPath();
+            UseKernelPath(KernelPath::Scalar);
+            std::vector<unsigned char> scalar(fast.size());
+            const YEncRun reference = DecodeYEncLines(bytes.subspan(at), scalar, room, afterCr);
+            UseKernelPath(path);
+            ASSERT_EQ(run.consumed, reference.consumed) << seed << " at " << at;
+            ASSERT_EQ(run.lines, reference.lines) << seed << " at " << at;
             std::vector<unsigned char> exact(text.size());
             YEncTextState state;
             const std::span<const unsigned char> taken = bytes.subspan(at, run.consumed);

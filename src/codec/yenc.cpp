@@ -190,6 +190,86 @@ __attribute__((target("ssse3,popcnt"))) std::size_t DecodeRegionSsse3(
     return produced + DecodeRegionByBytes(in + i, n - i, out + produced, escape);
 }
 
+// A line may start at `at` for the runs: whole characters to look at, and neither a keyword line
+// nor a dot-stuffed one, which the careful way takes.
+bool LineMayStart(const unsigned char* in, std::size_t size, std::size_t at) {
+    return at + 2 <= size && !(in[at] == '=' && in[at + 1] == 'y') &&
+           !(in[at] == '.' && in[at + 1] == '.');
+}
+
+// Lines taken in one pass over sixteen-byte blocks: each block decoded and packed as in
+// DecodeRegionSsse3 while its line ends are found in the same masks, and the figures kept at
+// every line end, so that the run ends after the last whole line it may take. It stops where a
+// line may not be taken by a run, is longer than `room`, leaves less than `room` of out, or an
+// escape escapes an escape; what is left is the careful way's.
+__attribute__((target("ssse3,popcnt"))) YEncRun TakeLinesSsse3(const unsigned char* in,
+                                                               std::size_t size, unsigned char* out,
+                                                               std::size_t outSize,
+                                                               std::size_t room, bool afterCr) {
+    YEncRun run;
+    run.afterCr = afterCr;
+    std::size_t lineStart = afterCr && size > 0 && in[0] == '\n' ? 1 : 0;
+    if (!LineMayStart(in, size, lineStart) || outSize < room) {
+        return run;
+    }
+    const __m128i equals = _mm_set1_epi8(static_cast<char>(kEscape));
+    const __m128i cr = _mm_set1_epi8('\r');
+    const __m128i lf = _mm_set1_epi8('\n');
+    const __m128i bits = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 1, 2, 4, 8, 16, 32, 64, -128);
+    const __m128i halves = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
+    unsigned carry = 0;
+    std::size_t produced = 0;
+    for (std::size_t i = 0; i + 16 <= size && produced + 16 <= outSize; i += 16) {
+        const __m128i c = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + i));
+        const auto escapes = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(c, equals)));
+        const auto ends = static_cast<unsigned>(
+            _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(c, cr), _mm_cmpeq_epi8(c, lf))));
+        const unsigned escaped = ((escapes << 1) | carry) & 0xFFFFU;
+        if ((escapes & escaped) != 0) {
+            return run;
+        }
+        const __m128i spread =
+            _mm_shuffle_epi8(_mm_cvtsi32_si128(static_cast<int>(escaped)), halves);
+        const __m128i lowered = _mm_cmpeq_epi8(_mm_and_si128(spread, bits), bits);
+        const __m128i values = _mm_sub_epi8(_mm_sub_epi8(c, _mm_set1_epi8(42)),
+                                            _mm_and_si128(lowered, _mm_set1_epi8(64)));
+        const unsigned keep = ~(escapes | ends) & 0xFFFFU;
+        const __m128i low = _mm_shuffle_epi8(
+            values,
+            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep & 0xFFU].data())));
+        const __m128i high = _mm_shuffle_epi8(
+            _mm_srli_si128(values, 8),
+            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep >> 8].data())));
+        const std::size_t base = produced;
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), low);
+        produced += static_cast<std::size_t>(__builtin_popcount(keep & 0xFFU));
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), high);
+        produced += static_cast<std::size_t>(__builtin_popcount(keep >> 8));
+        carry = escapes >> 15;
+        for (unsigned pending = ends; pending != 0; pending &= pending - 1) {
+            const auto bit = static_cast<unsigned>(__builtin_ctz(pending));
+            const std::size_t end = i + bit;
+            if (end < lineStart) {
+                continue;  // the LF of a CR LF pair
+            }
+            if (end - lineStart >= room) {
+                return run;
+            }
+            // The line from lineStart is whole: the run may end after it.
+            run.consumed = end + 1;
+            run.produced =
+                base + static_cast<std::size_t>(__builtin_popcount(keep & ((2U << bit) - 1U)));
+            ++run.lines;
+            run.afterCr = in[end] == '\r';
+            lineStart = end + 1 + (run.afterCr && end + 1 < size && in[end + 1] == '\n' ? 1 : 0);
+            if (!LineMayStart(in, size, lineStart) || outSize - run.produced < room) {
+                return run;
+            }
+        }
+    }
+    return run;
+}
+
 bool HasSsse3() {
     static const bool has = [] {
         __builtin_cpu_init();
@@ -284,63 +364,94 @@ std::size_t DecodeYEncText(std::span<const unsigned char> text, std::span<unsign
     return produced;
 }
 
+namespace {
+
+// One region of the careful way: whole lines, none a keyword line or one to undo dot-stuffing
+// in, no more than out has room for even if nothing were escaped; or one dot-stuffed line by
+// itself. False when it took nothing.
+bool TakeRegion(std::span<const unsigned char> text, std::span<unsigned char> out, std::size_t room,
+                YEncRun& run) {
+    const unsigned char* const in = text.data();
+    const std::size_t size = text.size();
+    const std::size_t from = run.consumed;
+    std::size_t scan = from;
+    std::size_t lines = 0;
+    bool cr = run.afterCr;
+    bool dotted = false;
+    for (;;) {
+        const std::size_t start = scan + (cr && scan < size && in[scan] == '\n' ? 1 : 0);
+        if (start + 2 > size || (in[start] == '=' && in[start + 1] == 'y')) {
+            break;
+        }
+        const std::size_t used = run.produced + (scan - from);
+        if (used > out.size() || out.size() - used < room) {
+            break;  // the room is had again once the region's bytes are counted
+        }
+        const std::size_t end = FindLineEnd(in, start, std::min(size, start + room));
+        if (end >= std::min(size, start + room)) {
+            break;
+        }
+        if (in[start] == '.' && in[start + 1] == '.') {
+            if (lines == 0) {
+                dotted = true;
+                scan = end + 1;
+                cr = in[end] == '\r';
+                lines = 1;
+            }
+            break;
+        }
+        scan = end + 1;
+        cr = in[end] == '\r';
+        ++lines;
+    }
+    if (lines == 0) {
+        return false;
+    }
+    if (dotted) {
+        YEncTextState state;
+        run.produced +=
+            DecodeYEncText(text.subspan(from, scan - from), out.subspan(run.produced), state);
+    } else {
+        run.produced += DecodeRegion(in + from, scan - from, out.subspan(run.produced));
+    }
+    run.consumed = scan;
+    run.lines += lines;
+    run.afterCr = cr;
+    return true;
+}
+
+// The lines the one-pass way takes from where the run stands.
+void TakeLinesAtOnce(std::span<const unsigned char> text, std::span<unsigned char> out,
+                     std::size_t room, YEncRun& run) {
+#if defined(MANDREL_X86_YENC)
+    if (ActiveKernelPath() == KernelPath::Scalar || !HasSsse3() || run.produced > out.size()) {
+        return;
+    }
+    const YEncRun more =
+        TakeLinesSsse3(text.data() + run.consumed, text.size() - run.consumed,
+                       out.data() + run.produced, out.size() - run.produced, room, run.afterCr);
+    if (more.lines > 0) {
+        run.consumed += more.consumed;
+        run.produced += more.produced;
+        run.lines += more.lines;
+        run.afterCr = more.afterCr;
+    }
+#else
+    (void)text, (void)out, (void)room, (void)run;
+#endif
+}
+
+}  // namespace
+
 YEncRun DecodeYEncLines(std::span<const unsigned char> text, std::span<unsigned char> out,
                         std::size_t room, bool afterCr) {
     YEncRun run;
     run.afterCr = afterCr;
-    const unsigned char* const in = text.data();
-    const std::size_t size = text.size();
-    for (bool more = true; more;) {
-        // The lines to take in one region: whole ones, none a keyword line or one to undo
-        // dot-stuffing in, and no more than out has room for even if nothing were escaped.
-        const std::size_t from = run.consumed;
-        std::size_t scan = from;
-        std::size_t lines = 0;
-        bool cr = run.afterCr;
-        bool dotted = false;
-        more = false;
-        for (;;) {
-            const std::size_t start = scan + (cr && scan < size && in[scan] == '\n' ? 1 : 0);
-            if (start + 2 > size || (in[start] == '=' && in[start + 1] == 'y')) {
-                break;
-            }
-            const std::size_t used = run.produced + (scan - from);
-            if (used > out.size() || out.size() - used < room) {
-                more = lines > 0;  // the room is had again once the region's bytes are counted
-                break;
-            }
-            const std::size_t end = FindLineEnd(in, start, std::min(size, start + room));
-            if (end >= std::min(size, start + room)) {
-                break;
-            }
-            if (in[start] == '.' && in[start + 1] == '.') {
-                dotted = lines == 0;
-                if (dotted) {
-                    scan = end + 1;
-                    cr = in[end] == '\r';
-                    lines = 1;
-                }
-                more = true;
-                break;
-            }
-            scan = end + 1;
-            cr = in[end] == '\r';
-            ++lines;
-        }
-        if (lines == 0) {
-            break;
-        }
-        if (dotted) {
-            YEncTextState state;
-            run.produced +=
-                DecodeYEncText(text.subspan(from, scan - from), out.subspan(run.produced), state);
-        } else {
-            run.produced += DecodeRegion(in + from, scan - from, out.subspan(run.produced));
-        }
-        run.consumed = scan;
-        run.lines += lines;
-        run.afterCr = cr;
-    }
+    // The one-pass way takes the plain lines; the careful way what stopped it, and then the
+    // one-pass way goes on.
+    do {
+        TakeLinesAtOnce(text, out, room, run);
+    } while (TakeRegion(text, out, room, run));
     return run;
 }
 
