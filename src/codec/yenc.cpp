@@ -143,6 +143,29 @@ constexpr PackTable MakePackTable() {
 }
 constexpr PackTable kPackTable = MakePackTable();
 
+// Sixteen characters decoded and packed: the escaped ones lowered by 64 more, the escapes and
+// the line ends left out. Writes sixteen bytes at out; returns how many count.
+__attribute__((target("ssse3,popcnt"))) inline std::size_t PackBlock(__m128i c, unsigned escaped,
+                                                                     unsigned keep,
+                                                                     unsigned char* out) {
+    const __m128i bits = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 1, 2, 4, 8, 16, 32, 64, -128);
+    const __m128i spread =
+        _mm_shuffle_epi8(_mm_cvtsi32_si128(static_cast<int>(escaped)),
+                         _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1));
+    const __m128i lowered = _mm_cmpeq_epi8(_mm_and_si128(spread, bits), bits);
+    const __m128i values =
+        _mm_sub_epi8(_mm_sub_epi8(c, _mm_set1_epi8(42)), _mm_and_si128(lowered, _mm_set1_epi8(64)));
+    const __m128i low = _mm_shuffle_epi8(
+        values, _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep & 0xFFU].data())));
+    const __m128i high = _mm_shuffle_epi8(
+        _mm_srli_si128(values, 8),
+        _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep >> 8].data())));
+    const auto first = static_cast<std::size_t>(__builtin_popcount(keep & 0xFFU));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), low);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + first), high);
+    return first + static_cast<std::size_t>(__builtin_popcount(keep >> 8));
+}
+
 // The same sixteen bytes at a time: the escaped bytes lowered by 64 more, the escapes and the
 // line ends packed out. A block where an escape follows an escape (the second one is data) or
 // whose first byte an escape before it takes goes byte by byte. The stores reach up to sixteen
@@ -164,26 +187,7 @@ __attribute__((target("ssse3,popcnt"))) std::size_t DecodeRegionSsse3(
             produced += DecodeRegionByBytes(in + i, 16, out + produced, escape);
             continue;
         }
-        // Lower the escaped bytes by 64: a byte mask from the bit mask.
-        const __m128i bits =
-            _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 1, 2, 4, 8, 16, 32, 64, -128);
-        const __m128i spread =
-            _mm_shuffle_epi8(_mm_cvtsi32_si128(static_cast<int>(escaped)),
-                             _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1));
-        const __m128i lowered = _mm_cmpeq_epi8(_mm_and_si128(spread, bits), bits);
-        const __m128i values = _mm_sub_epi8(_mm_sub_epi8(c, _mm_set1_epi8(42)),
-                                            _mm_and_si128(lowered, _mm_set1_epi8(64)));
-        const unsigned keep = ~(escapes | ends) & 0xFFFFU;
-        const __m128i low = _mm_shuffle_epi8(
-            values,
-            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep & 0xFFU].data())));
-        const __m128i high = _mm_shuffle_epi8(
-            _mm_srli_si128(values, 8),
-            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep >> 8].data())));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), low);
-        produced += static_cast<std::size_t>(__builtin_popcount(keep & 0xFFU));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), high);
-        produced += static_cast<std::size_t>(__builtin_popcount(keep >> 8));
+        produced += PackBlock(c, escaped, ~(escapes | ends) & 0xFFFFU, out + produced);
         // An escape in the last byte takes the first of the next block.
         escape = (escapes & 0x8000U) != 0;
     }
@@ -215,8 +219,6 @@ __attribute__((target("ssse3,popcnt"))) YEncRun TakeLinesSsse3(const unsigned ch
     const __m128i equals = _mm_set1_epi8(static_cast<char>(kEscape));
     const __m128i cr = _mm_set1_epi8('\r');
     const __m128i lf = _mm_set1_epi8('\n');
-    const __m128i bits = _mm_setr_epi8(1, 2, 4, 8, 16, 32, 64, -128, 1, 2, 4, 8, 16, 32, 64, -128);
-    const __m128i halves = _mm_setr_epi8(0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1);
     unsigned carry = 0;
     std::size_t produced = 0;
     for (std::size_t i = 0; i + 16 <= size && produced + 16 <= outSize; i += 16) {
@@ -228,23 +230,9 @@ __attribute__((target("ssse3,popcnt"))) YEncRun TakeLinesSsse3(const unsigned ch
         if ((escapes & escaped) != 0) {
             return run;
         }
-        const __m128i spread =
-            _mm_shuffle_epi8(_mm_cvtsi32_si128(static_cast<int>(escaped)), halves);
-        const __m128i lowered = _mm_cmpeq_epi8(_mm_and_si128(spread, bits), bits);
-        const __m128i values = _mm_sub_epi8(_mm_sub_epi8(c, _mm_set1_epi8(42)),
-                                            _mm_and_si128(lowered, _mm_set1_epi8(64)));
         const unsigned keep = ~(escapes | ends) & 0xFFFFU;
-        const __m128i low = _mm_shuffle_epi8(
-            values,
-            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep & 0xFFU].data())));
-        const __m128i high = _mm_shuffle_epi8(
-            _mm_srli_si128(values, 8),
-            _mm_loadl_epi64(reinterpret_cast<const __m128i*>(kPackTable[keep >> 8].data())));
         const std::size_t base = produced;
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), low);
-        produced += static_cast<std::size_t>(__builtin_popcount(keep & 0xFFU));
-        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + produced), high);
-        produced += static_cast<std::size_t>(__builtin_popcount(keep >> 8));
+        produced += PackBlock(c, escaped, keep, out + produced);
         carry = escapes >> 15;
         for (unsigned pending = ends; pending != 0; pending &= pending - 1) {
             const auto bit = static_cast<unsigned>(__builtin_ctz(pending));
