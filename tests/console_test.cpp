@@ -467,7 +467,7 @@ TEST_F(Console, QuestionsOnTheTerminal) {
         WriteFile(Path("plain.txt"), "nothing here\n");
         TerminalRun run(dir_, {Path("plain.txt")});
         ASSERT_TRUE(
-            run.WaitFor("  21 uuenview\n[a]ll formats, a format number or name (listed), "
+            run.WaitFor("  20 R.E.M.\n[a]ll formats, a format number or name (listed), "
                         "or [q]uit? "))
             << run.Seen();
         EXPECT_NE(run.Seen().find("   3 Single File (Enter)\n"), std::string::npos);

@@ -16,6 +16,9 @@ std::string_view FileFormatName(int id) {
     if (id == kFormatYEnc) {
         return "yEnc";
     }
+    if (id == kFormatUuenview) {
+        return FileFormat(id).name;
+    }
     return id >= 0 && id < kFileFormatCount ? FileFormat(id).name : "";
 }
 

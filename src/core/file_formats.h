@@ -11,15 +11,17 @@
 
 namespace mandrel {
 
-inline constexpr int kFileFormatCount = 22;
+inline constexpr int kFileFormatCount = 21;
 inline constexpr int kFormatToBeDetermined = 0;
 inline constexpr int kFormatTryAll = 1;
 inline constexpr int kFormatMultipleInputs = 2;
 inline constexpr int kFormatSingleFile = 3;
 inline constexpr int kFormatShar = 10;
-// A yEnc posting of several parts: framed by its own keyword lines, so it has no row of the
-// table (nothing writes it, and no format choice offers it).
+// Formats the decoder reads besides the table's, which nothing writes and no format choice or
+// retry offers: the table and its lists stay as they are. A yEnc posting of several parts is
+// framed by its own keyword lines; uuenview's parts have a row of their own (below).
 inline constexpr int kFormatYEnc = kFileFormatCount;
+inline constexpr int kFormatUuenview = kFileFormatCount + 1;
 // The multi-part file formats by their ids in the table.
 enum FileFormatId : int {
     kSingleFile = 3,
@@ -40,7 +42,6 @@ enum FileFormatId : int {
     kAol = 18,
     kSquirrel = 19,
     kRem = 20,
-    kUuenview = 21,  // decoded only
 };
 
 // Where a part's data begins once its header is found.
@@ -130,8 +131,9 @@ inline constexpr std::array<FileFormatRow, kFileFormatCount> kFileFormats{{
     {18, 1, 0, "AOL",                    DS::Separator,  SR::DashCut,        TR::Aol,             {},       {},      false, false, false, false},
     {19, 1, 0, "Squirrel v3.0",          DS::AfterBlanks, SR::None,           TR::Squirrel,        {},       {},      false, false, false, false},
     {20, 1, 1, "R.E.M.",                 DS::AfterBlanks, SR::None,           TR::None,            {0, 1},   {0, 1},  false, true,  false, false},
-    {21, 1, 0, "uuenview",               DS::AfterMarks, SR::None,           TR::Uuenview,        {},       {},      false, false, false, false},
 }};
+inline constexpr FileFormatRow kUuenviewRow{kFormatUuenview, 1, 0, "uuenview", DS::AfterMarks,
+                                            SR::None, TR::Uuenview, {}, {}, false, false, false, false};
 // clang-format on
 
 }  // namespace file_formats_detail
@@ -140,15 +142,18 @@ inline std::span<const FileFormatRow, kFileFormatCount> FileFormatTable() {
     return file_formats_detail::kFileFormats;
 }
 
-// The row of a format id; the row of "To Be Determined" for an id outside the table. Inline:
-// the decoder asks for every line it classifies.
+// The row of a format id (uuenview's too); the row of "To Be Determined" for any other id.
+// Inline: the decoder asks for every line it classifies.
 inline const FileFormatRow& FileFormat(int id) {
+    if (id == kFormatUuenview) {
+        return file_formats_detail::kUuenviewRow;
+    }
     return file_formats_detail::kFileFormats[id >= 0 && id < kFileFormatCount
                                                  ? static_cast<std::size_t>(id)
                                                  : 0];
 }
 
-// The display name of a format id (yEnc's too); "" for an id outside the table.
+// The display name of a format id (yEnc's and uuenview's too); "" for any other id.
 std::string_view FileFormatName(int id);
 // The id whose display name equals name exactly, or -1.
 int FileFormatByName(std::string_view name);

@@ -622,7 +622,7 @@ int UuenviewShape(DecodeContext& app, char* line, BufFile /*input*/, HeaderOut& 
     if (const char* file = FindNoCase(p, "of file "); file != nullptr) {
         CopyNameToken(SkipBlankChars(file + 8), name, false, false);
     }
-    return Matched(out, kUuenview, part, total, std::move(name));
+    return Matched(out, kFormatUuenview, part, total, std::move(name));
 }
 
 // Squirrel: "------ begin of name ... part 1 of 3".

@@ -19,9 +19,9 @@ int ReadRecognizerLine(DecodeContext& app, BufFile input, char* line);
 // Moves the input back by the line's length and counts the line off again.
 void PushBackLine(DecodeContext& app, const char* line, BufFile input);
 
-// The FileFormat (3 to 21) that the line opens, or 0. May read further lines from input (the
-// line buffer then holds the last one read) and may push one back. part, total and name are
-// reset first (name to "DontKnow.Yet").
+// The FileFormat (3 to 20, or uuenview's) that the line opens, or 0. May read further lines from
+// input (the line buffer then holds the last one read) and may push one back. part, total and name
+// are reset first (name to "DontKnow.Yet").
 int RecognizeHeader(DecodeContext& app, char* line, BufFile input, int& part, int& total,
                     std::string& name);
 // 1 and the name for a "begin" or "*begin" line (NameFound set, the line added to the current

@@ -586,7 +586,7 @@ void MainWindowTest::aFileWithNothingToDecodeAsksWhatToDo() {
     script_->Add({Click(251), [](QWidget* widget) {
                       auto* formats = widget->findChild<QComboBox*>(QStringLiteral("188"));
                       QCOMPARE(formats->currentText(), QStringLiteral("Single File"));
-                      QCOMPARE(formats->count(), 19);
+                      QCOMPARE(formats->count(), 18);
                       qobject_cast<QDialog*>(widget)->reject();
                   }});
     Drop({Q(notes)});
@@ -821,7 +821,7 @@ void MainWindowTest::decodeConfigurationAndSavingAsDefault() {
     script_->Add([](QWidget* widget) {
         QWidget& dialog = *widget;
         QVERIFY(Checked(dialog, 177) && !Enabled(dialog, 188) && !Enabled(dialog, 187));
-        QCOMPARE(dialog.findChild<QComboBox*>(QStringLiteral("188"))->count(), 19);
+        QCOMPARE(dialog.findChild<QComboBox*>(QStringLiteral("188"))->count(), 18);
         dialog.findChild<QComboBox*>(QStringLiteral("188"))->setCurrentText(QStringLiteral("AOL"));
         dialog.findChild<QAbstractButton*>(QStringLiteral("184"))->click();
         dialog.findChild<QAbstractButton*>(QStringLiteral("173"))->click();
