@@ -428,6 +428,10 @@ TEST_F(YEncProgram, HostilePostingsGetAClearAnswer) {
         {"overlapping ranges", replaced("begin=10001 end=20000", "begin=5001 end=20000"), 0,
          "Successfully yEnc Decoded", true},
         {"a part cut short", good.substr(0, good.rfind("=yend")), 3, "Missing '=yend' line.", true},
+        // Without its "=yend" a part runs to the next "=ybegin", the next part's news header
+        // and all: 42 bytes too many, which the sizes show.
+        {"the next part before a part's end", without("=yend size=10000 part=1", "=yend"), 1,
+         "Part 1 Size:\tExpected 10000\tCalculated 10042", false},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);

@@ -114,7 +114,6 @@ private:
     void YEncData();
     void YEncPartLine();
     void YEncEnd(bool withFigures);
-    bool YEncSingle() const { return Encoding() == kEncodingYEnc && SingleFile(); }
 
     // A quoted-printable attachment, up to its MIME boundary or the end of the input.
     void QuotedPrintableLine();
@@ -405,8 +404,6 @@ void DecodeRun::ShowProgress() {
 // ---- Finding a part and setting it up ----
 
 void DecodeRun::LookForHeaderType() {
-    // A "begin" after a finished single file starts a file of its own: with the data to decide
-    // the encoding, that file decides it afresh (the line may be replaced by the recogniser).
     if (YEncLineKind(line_.data()) == YEncLine::Begin && YEncBegin()) {
         return;
     }
@@ -417,6 +414,8 @@ void DecodeRun::LookForHeaderType() {
         app_.job.EncodingIndex = encodingBeforeYEnc_;
         SelectDecodeTable(app_, encodingBeforeYEnc_);
     }
+    // A "begin" after a finished single file starts a file of its own: with the data to decide
+    // the encoding, that file decides it afresh (the line may be replaced by the recogniser).
     const bool freshEncoding = fileFinished_ && app_.config.decodemethod == kDecodeByDataInput &&
                                IsBeginWord(line_.data());
     const int found = RecognizeHeader(app_, line_.data(), input_, headerPart_, headerTotal_,
@@ -1285,7 +1284,8 @@ void DecodeRun::YEncEnd(bool withFigures) {
             }
         }
     }
-    readNext_ = !withFigures;
+    // The trailer checks take the line in hand again; a "=ybegin" there opens the next part.
+    readNext_ = false;
     SetDecodeState(PREPARETRAILER);
 }
 
