@@ -316,6 +316,12 @@ TEST_F(Interop, MessagePartialFragmentsArePutTogether) {
     EXPECT_NE(said.find("Total Parts Required: 5.\nMissing Parts: 3"), std::string::npos) << said;
     EXPECT_FALSE(fs::exists(dir.File("photo.jpg")));
     EXPECT_TRUE(fs::is_empty(dir.path() / "tmp"));
+    // A text that only mentions the header holds no fragment: it is read as it stands.
+    WriteFile(dir.File("talk.txt"),
+              "Subject: MIME\n\nContent-Type: message/partial; number=1\n\n"
+              "begin 644 ab.txt\n\"86(\n`\nend\n");
+    EXPECT_EQ(Mandrel("talk.txt"), 0);
+    EXPECT_EQ(ReadFile(dir.File("ab.txt")), "ab");
 }
 
 // A part's section sum covers its text as saved with LF ends: the begin line, the encoded lines,

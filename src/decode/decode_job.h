@@ -95,6 +95,9 @@ struct DecodeJob {
     // Where the first "Content-Type: message/partial" line of the pass stands (-1: none): the
     // job puts the fragments together from there.
     int64_t partialFrom = -1;
+    // Set for the rest of a job once a message/partial header held no fragment to put together:
+    // such headers are then text like any other.
+    bool partialIgnored = false;
 };
 
 // What the decoder works with: the shared job context and its own state (see EncodeContext).

@@ -506,7 +506,8 @@ private:
         while (*end != '\0' && !IsWhite(*end) && *end != ';') {
             ++end;
         }
-        if (StartsWithNoCase(SkipBlankChars(line_ + kContentType.size()), "message/partial")) {
+        if (!app_.decode.partialIgnored &&
+            StartsWithNoCase(SkipBlankChars(line_ + kContentType.size()), "message/partial")) {
             // A message/partial fragment (its parameters may follow on folded lines): the job
             // puts the fragments together first.
             app_.decode.partialFrom = app_.decode.lineStart.offset;

@@ -135,13 +135,15 @@ int JobRun::DecodePartialMessages() {
     }
     const PartialAssembly assembly =
         AssemblePartialMessages(PartialSources(app_.decode.partialFrom), assembled);
+    if (assembly.written && assembly.fragments == 0) {
+        // A "message/partial" header with nothing usable (a text about MIME, say): the input is
+        // decoded as it stands, the header taken for text.
+        std::remove(assembled.c_str());
+        app_.decode.partialIgnored = true;
+        return Decode();
+    }
     for (const std::string& problem : assembly.problems) {
         ShowMessage(app_.ui, kMbStop, "%s", problem.c_str());
-    }
-    if (assembly.written && assembly.messages == 0 && assembly.problems.empty()) {
-        ShowMessage(app_.ui, kMbStop,
-                    "The Message Fragments in %s Carry No Usable Number, Total or Id.",
-                    job.JobInputPath.c_str());
     }
     if (!assembly.written || assembly.messages == 0) {
         std::remove(assembled.c_str());
@@ -303,6 +305,8 @@ void JobRun::TakeFacts() {
                                                            : job.ReportExtraText.substr(text));
     }
     if (outcome_.result == kResultDone && app_.config.decodetestchecksum != 0) {
+        // Settles the output's figures from the file first, when the report did not.
+        VerifyChecksums(app_, nullptr);
         VerifyChecksums(app_, &facts.checksumDifferences);
         facts.checksumsPresent = app_.decode.checksumDataPresent;
     }
@@ -310,6 +314,7 @@ void JobRun::TakeFacts() {
 
 JobOutcome JobRun::Run() {
     TakeRequest(app_.job, request_);
+    app_.decode.partialIgnored = false;
     int result = kResultReported;
     if (request_.inputs.size() > 1) {
         result = JoinAndDecode();
