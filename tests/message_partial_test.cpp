@@ -81,6 +81,11 @@ TEST(MessagePartial, FragmentsArePutTogetherInNumberOrder) {
          "Content-Type: message/partial; number=1; total=99999; id=z\n\nbody\n"
          "Content-Type: message/partial; number=1; total=1\n\nbody\n",
          {}},
+        {"a line longer than the reader keeps, and no line end at the end",
+         {Fragment("a", 1, 1, std::string(10000, 'x') + "\n" + std::string(5000, 'y'))},
+         0,
+         "\r\n" + std::string(10000, 'x') + "\n" + std::string(5000, 'y'),
+         {}},
         {"headers with no body after them",
          {Fragment("a", 1, 1, "").substr(0, 60)},
          0,

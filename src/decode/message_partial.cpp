@@ -4,6 +4,7 @@
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <cstring>
 #include <fstream>
 #include <map>
 
@@ -77,6 +78,32 @@ int64_t Number(const std::string& text) {
     return error == std::errc{} && end == text.data() + text.size() ? value : 0;
 }
 
+// The next line without its LF, of which at most kKeptOfALine characters are kept, so that a
+// hostile line of any length costs no memory; `length` counts all the characters taken, the LF
+// included. False at the end of the input.
+constexpr std::size_t kKeptOfALine = 4096;
+
+bool NextLine(std::istream& in, std::string& line, int64_t& length) {
+    line.clear();
+    length = 0;
+    std::array<char, 4096> piece{};
+    for (;;) {
+        in.getline(piece.data(), static_cast<std::streamsize>(piece.size()));
+        const std::streamsize got = in.gcount();
+        const std::size_t stored = std::strlen(piece.data());
+        if (line.size() < kKeptOfALine) {
+            line.append(piece.data(), std::min(stored, kKeptOfALine - line.size()));
+        }
+        length += got;
+        if (in.fail() && !in.eof() && got == static_cast<std::streamsize>(piece.size()) - 1) {
+            in.clear();  // the piece filled up: the line goes on
+            continue;
+        }
+        // Even an empty line takes its LF: nothing taken is the end of the input.
+        return got > 0 && !in.bad();
+    }
+}
+
 struct Fragment {
     FragmentHeader header;
     std::size_t source = 0;
@@ -103,9 +130,10 @@ public:
         bool afterBlank = true;
         std::string line;
         std::string contentType;  // being unfolded, in a fragment candidate's header run
-        while (std::getline(in_, line)) {
+        int64_t length = 0;
+        while (NextLine(in_, line, length)) {
             const int64_t start = offset;
-            offset += static_cast<int64_t>(line.size()) + (in_.eof() ? 0 : 1);
+            offset += length;
             if (afterBlank && line.starts_with("From ")) {
                 Close(start);
                 mailbox_ = true;
@@ -119,7 +147,9 @@ public:
                 inHeaderRun = false;
             }
             if (!contentType.empty() && IsContinuation(line)) {
-                contentType += WithoutLineEnd(line);
+                if (contentType.size() < kKeptOfALine) {
+                    contentType += WithoutLineEnd(line);
+                }
             } else if (!contentType.empty()) {
                 TakeContentType(contentType, headerRun);
                 contentType.clear();
