@@ -316,6 +316,14 @@ TEST_F(Interop, MessagePartialFragmentsArePutTogether) {
     EXPECT_NE(said.find("Total Parts Required: 5.\nMissing Parts: 3"), std::string::npos) << said;
     EXPECT_FALSE(fs::exists(dir.File("photo.jpg")));
     EXPECT_TRUE(fs::is_empty(dir.path() / "tmp"));
+    // The report names the input the fragments came from, not the file they were put into.
+    std::string report;
+    EXPECT_EQ(Shell("HOME='" + dir.File("home") + "' XDG_CONFIG_HOME='" + dir.File("home") +
+                        "' TMPDIR='" + dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH +
+                        "' -N shuffled.txt",
+                    &report),
+              0);
+    EXPECT_TRUE(report.starts_with("shuffled.txt Successfully MIME Decoded as")) << report;
     // A text that only mentions the header holds no fragment: it is read as it stands.
     WriteFile(dir.File("talk.txt"),
               "Subject: MIME\n\nContent-Type: message/partial; number=1\n\n"

@@ -55,6 +55,9 @@ struct JobState {
     // Stands in for the input's own directory where outputs go beside the input: the directory
     // of the files joined into a temporary input, or the current one for standard input.
     std::string inputDirectory;
+    // The input the report names when the job decoded a temporary input put together from it
+    // (message fragments); empty: the input itself.
+    std::string reportInputName;
     // Where every output goes, whatever the settings say (empty: as the settings say).
     std::string outputDirectory;
     std::string CommandLineOutputName;  // the user's own output name

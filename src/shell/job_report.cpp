@@ -27,7 +27,8 @@ ReportWords WordsFor(const AppState& app, int direction, int encoding) {
     words.verb = std::string(DirectionVerb(direction));
     words.method = std::string(EncodingName(encoding));
     words.preposition = direction == kDirectionEncode ? "to" : "as";
-    words.name = std::string(FileNamePart(app.job.JobInputPath));
+    words.name = app.job.reportInputName.empty() ? std::string(FileNamePart(app.job.JobInputPath))
+                                                 : app.job.reportInputName;
     return words;
 }
 

@@ -46,6 +46,7 @@ void TakeRequest(JobState& job, const JobRequest& request) {
     job.InputFromMail = request.fromMail;
     job.InputIsTemporary = request.inputIsTemporary;
     job.inputDirectory = request.inputDirectory;
+    job.reportInputName.clear();
     job.outputDirectory = request.outputDirectory;
     job.FailureText.clear();
     job.outputsMade.clear();
@@ -151,6 +152,9 @@ int JobRun::DecodePartialMessages() {
             ShowMessage(app_.ui, kMbStop, "Can't Write to %s.", assembled.c_str());
         }
         return kResultReported;
+    }
+    if (job.reportInputName.empty()) {
+        job.reportInputName = std::string(FileNamePart(job.JobInputPath));
     }
     if (job.InputIsTemporary) {
         std::remove(job.JobInputPath.c_str());
