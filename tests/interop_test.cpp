@@ -43,12 +43,13 @@ protected:
         }
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
-    // The program under test, with settings kept in a home of its own.
-    int Mandrel(const std::string& args) const {
+    // The command line of the program under test, with settings kept in a home of its own.
+    std::string Program(const std::string& args) const {
         const std::string home = dir.File("home");
-        return Shell("HOME='" + home + "' XDG_CONFIG_HOME='" + home + "' TMPDIR='" +
-                     dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH + "' --quiet -N " + args);
+        return "HOME='" + home + "' XDG_CONFIG_HOME='" + home + "' TMPDIR='" + dir.File("tmp") +
+               "' '" + MANDREL_CONSOLE_PATH + "' " + args;
     }
+    int Mandrel(const std::string& args) const { return Shell(Program("--quiet -N " + args)); }
     // The first field of BSD "sum -r" for a file of the work directory.
     uint32_t BsdSum(const std::string& name) const {
         const std::optional<uint32_t> sum = test::SystemSumR(dir.File(name));
@@ -308,21 +309,13 @@ TEST_F(Interop, MessagePartialFragmentsArePutTogether) {
         fs::remove(dir.File("song.ogg"));
     }
     std::string said;
-    EXPECT_EQ(Shell("HOME='" + dir.File("home") + "' XDG_CONFIG_HOME='" + dir.File("home") +
-                        "' TMPDIR='" + dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH +
-                        "' -N missing.txt 2>&1",
-                    &said),
-              1);
+    EXPECT_EQ(Shell(Program("-N missing.txt 2>&1"), &said), 1);
     EXPECT_NE(said.find("Total Parts Required: 5.\nMissing Parts: 3"), std::string::npos) << said;
     EXPECT_FALSE(fs::exists(dir.File("photo.jpg")));
     EXPECT_TRUE(fs::is_empty(dir.path() / "tmp"));
     // The report names the input the fragments came from, not the file they were put into.
     std::string report;
-    EXPECT_EQ(Shell("HOME='" + dir.File("home") + "' XDG_CONFIG_HOME='" + dir.File("home") +
-                        "' TMPDIR='" + dir.File("tmp") + "' '" + MANDREL_CONSOLE_PATH +
-                        "' -N shuffled.txt",
-                    &report),
-              0);
+    EXPECT_EQ(Shell(Program("-N shuffled.txt"), &report), 0);
     EXPECT_TRUE(report.starts_with("shuffled.txt Successfully MIME Decoded as")) << report;
     // A text that only mentions the header holds no fragment: it is read as it stands.
     WriteFile(dir.File("talk.txt"),

@@ -309,11 +309,14 @@ constexpr std::array<int8_t, 16> kSpread = {1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 
 constexpr std::array<int8_t, 16> kSpreadAfter4 = {5,  4,  6,  5,  8,  7,  9,  8,
                                                   11, 10, 12, 11, 14, 13, 15, 14};
 
-// The line loop of DecodeSameLines; Decode is the path's group decoder.
-template <typename Decode>
-__attribute__((always_inline)) inline std::size_t SameLinesLoop(
-    const SameLines& shape, std::span<const unsigned char> text, std::span<unsigned char> out,
-    std::size_t mostLines, SameLinesState& state, Decode decode) {
+// A vector path's group decoder.
+using GroupDecoder = bool (*)(const RunBytes& runs, const unsigned char* in, std::size_t groups,
+                              unsigned char* out);
+
+// The line loop of DecodeSameLines, with the path's group decoder.
+std::size_t SameLinesLoop(const RunBytes& runs, GroupDecoder decode, const SameLines& shape,
+                          std::span<const unsigned char> text, std::span<unsigned char> out,
+                          std::size_t mostLines, SameLinesState& state) {
     const std::size_t characters = 4 * shape.groups;
     const std::size_t bytes = 3 * shape.groups;
     std::size_t lines = 0;
@@ -329,7 +332,7 @@ __attribute__((always_inline)) inline std::size_t SameLinesLoop(
         }
         const unsigned char end = text[start + 1 + characters];
         if ((end != '\r' && end != '\n') ||
-            !decode(text.data() + start + 1, out.data() + state.produced)) {
+            !decode(runs, text.data() + start + 1, shape.groups, out.data() + state.produced)) {
             break;
         }
         state.produced += bytes;
@@ -408,16 +411,6 @@ __attribute__((target("ssse3"))) bool DecodeGroupsSsse3(const RunBytes& runs,
         DecodeBlock128(runs, in + 4 * (groups - 4), out + 3 * (groups - 4), inside);
     }
     return _mm_movemask_epi8(inside) == 0xFFFF;
-}
-
-__attribute__((target("ssse3"))) std::size_t DecodeSameLinesSsse3(
-    const RunBytes& runs, const SameLines& shape, std::span<const unsigned char> text,
-    std::span<unsigned char> out, std::size_t mostLines, SameLinesState& state) {
-    const std::size_t groups = shape.groups;
-    return SameLinesLoop(
-        shape, text, out, mostLines, state,
-        [&runs, groups ](const unsigned char* in, unsigned char* to)
-            __attribute__((target("ssse3"))) { return DecodeGroupsSsse3(runs, in, groups, to); });
 }
 
 // The characters of sixteen values (0 to 63) of an encoding's runs.
@@ -521,16 +514,6 @@ __attribute__((target("avx2"))) bool DecodeGroupsAvx2(const RunBytes& runs, cons
         DecodeBlock256(runs, in + 4 * (groups - 8), out + 3 * (groups - 8), inside);
     }
     return _mm256_movemask_epi8(inside) == -1;
-}
-
-__attribute__((target("avx2"))) std::size_t DecodeSameLinesAvx2(
-    const RunBytes& runs, const SameLines& shape, std::span<const unsigned char> text,
-    std::span<unsigned char> out, std::size_t mostLines, SameLinesState& state) {
-    const std::size_t groups = shape.groups;
-    return SameLinesLoop(
-        shape, text, out, mostLines, state,
-        [&runs, groups ](const unsigned char* in, unsigned char* to)
-            __attribute__((target("avx2"))) { return DecodeGroupsAvx2(runs, in, groups, to); });
 }
 
 __attribute__((target("avx2"))) inline __m256i Characters256(const RunBytes& runs, __m256i v) {
@@ -681,10 +664,10 @@ std::size_t DecodeSameLines(const DecodeTable& table, const SameLines& shape,
     }
     const KernelPath path = ActiveKernelPath();
     if (path == KernelPath::Avx2 && shape.groups >= 8) {
-        return DecodeSameLinesAvx2(*runs, shape, text, out, mostLines, state);
+        return SameLinesLoop(*runs, DecodeGroupsAvx2, shape, text, out, mostLines, state);
     }
     if (path != KernelPath::Scalar && shape.groups >= 4) {
-        return DecodeSameLinesSsse3(*runs, shape, text, out, mostLines, state);
+        return SameLinesLoop(*runs, DecodeGroupsSsse3, shape, text, out, mostLines, state);
     }
 #else
     (void)table, (void)shape, (void)text, (void)out, (void)mostLines, (void)state;

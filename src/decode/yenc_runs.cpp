@@ -1,6 +1,7 @@
 #include "decode/yenc_runs.h"
 
 #include "codec/yenc.h"
+#include "decode/buffer_runs.h"
 #include "decode/decode_job.h"
 
 namespace mandrel {
@@ -10,7 +11,6 @@ namespace {
 // Room asked of the output for each run, and the longest line a run takes: longer lines go
 // the line-by-line way in pieces.
 constexpr std::size_t kLeastRoom = 4096;
-constexpr int kStatusError = 2;
 
 }  // namespace
 
@@ -25,31 +25,19 @@ void CountYEncBytes(DecodeContext& app, PartRecord& row, std::span<const unsigne
 
 bool DecodeYEncRuns(DecodeContext& app, BufFile input, BufFile output, PartRecord& row,
                     bool single) {
-    BufFileTable& files = app.files;
-    constexpr int kTextFlags = BF_TEXT | BF_CR_ENDS_LINE;
-    if ((files.Flags(input) & kTextFlags) != kTextFlags) {
-        return true;
-    }
-    for (;;) {
-        const std::span<const unsigned char> text = files.BufFileAhead(input);
-        if (text.empty()) {
-            return true;
-        }
-        const std::span<unsigned char> room = files.BufFileWriteRoom(output, kLeastRoom);
-        if (room.empty()) {
-            return files.Status(output) != kStatusError;
-        }
-        const bool afterCr = files.BufFileMark(input).previousRead == '\r';
-        const YEncRun run = DecodeYEncLines(text, room, kLeastRoom, afterCr);
+    const auto take = [&](std::span<const unsigned char> text, std::span<unsigned char> room,
+                          const BufReadMark& start) {
+        const YEncRun run = DecodeYEncLines(text, room, kLeastRoom, start.previousRead == '\r');
         if (run.lines == 0) {
-            return true;
+            return BufferRun{};
         }
         CountYEncBytes(app, row, room.first(run.produced), single);
-        files.BufFileSkip(input, run.consumed);
-        files.BufFileWritten(output, run.produced);
         app.decode.lineNumber += static_cast<long>(run.lines);
         app.decode.bytesRead += static_cast<uint32_t>(run.consumed);
-    }
+        return BufferRun{run.consumed, run.produced};
+    };
+    return DecodeBufferRuns(app.files, input, output, kLeastRoom, take,
+                            [](const BufReadMark& /*start*/) {});
 }
 
 }  // namespace mandrel
