@@ -457,6 +457,35 @@ TEST(QuotedPrintable, LinesAsRobustReadersTakeThem) {
     }
 }
 
+// Line ends count as one LF however they are written and wherever the text is cut into pieces,
+// also between a CR and its LF; the texts are long enough to pass through whole buffers.
+TEST(SumRText, LineEndsAreOneLfInAnyPieces) {
+    std::string lines;
+    for (int i = 0; i < 150; ++i) {
+        lines += std::string(static_cast<std::size_t>(i % 70), static_cast<char>('!' + i % 90));
+        lines += i % 3 == 0 ? "\r\n" : i % 3 == 1 ? "\n" : "\r";
+    }
+    std::string wide(9000, 'M');
+    for (const std::string& text : {lines, std::string("\r\r\n\n\r"), wide + "\r\n" + wide}) {
+        std::string asSummed;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            if (text[i] == '\r') {
+                asSummed += '\n';
+                i += i + 1 < text.size() && text[i + 1] == '\n' ? 1 : 0;
+            } else {
+                asSummed += text[i];
+            }
+        }
+        const uint32_t expected = ReferenceSum(3, asSummed);
+        for (std::size_t cut = 0; cut <= text.size(); cut += 1 + cut / 64) {
+            bool afterCr = false;
+            uint32_t sum = SumRText(std::string_view(text).substr(0, cut), 3, afterCr);
+            sum = SumRText(std::string_view(text).substr(cut), sum, afterCr);
+            ASSERT_EQ(sum, expected) << "cut at " << cut << " of " << text.size();
+        }
+    }
+}
+
 TEST(BinHexCrc, TableStepIsTheBitByBitStepEverywhere) {
     for (uint32_t crc = 0; crc < 0x10000U; ++crc) {
         for (unsigned byte = 0; byte < 256; ++byte) {

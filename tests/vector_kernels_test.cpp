@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <random>
 #include <string>
 #include <string_view>
@@ -14,6 +15,7 @@
 #include "codec/group_kernels.h"
 #include "codec/line_encode.h"
 #include "codec/line_run_decode.h"
+#include "codec/sum_r.h"
 
 namespace mandrel {
 namespace {
@@ -174,6 +176,43 @@ TEST_P(EveryVectorPath, LineRunsMatchTheScalarPath) {
             ASSERT_TRUE(std::equal(fast.begin(), fast.begin() + static_cast<long>(a.produced),
                                    exact.begin()))
                 << at;
+        }
+    }
+}
+
+// The "sum -r" chain taken sixteen steps at once rests on no step overflowing and no state
+// being 0 or 0xFFFF; each block here is started so that step n of it lands on one of those
+// (running the chain backwards from there), besides runs of random, high and low bytes.
+TEST_P(EveryVectorPath, SumRMatchesTheStepByStepChain) {
+    std::mt19937 random(11);
+    auto bytesBetween = [&](std::size_t count, int low, int high) {
+        std::uniform_int_distribution<int> pick(low, high);
+        std::vector<unsigned char> bytes(count);
+        for (unsigned char& b : bytes) {
+            b = static_cast<unsigned char>(pick(random));
+        }
+        return bytes;
+    };
+    auto check = [](const std::vector<unsigned char>& bytes, uint32_t start) {
+        ASSERT_EQ(SumRBlock(bytes, start), SumRBlockScalar(bytes, start))
+            << "start " << start << " length " << bytes.size();
+    };
+    for (const auto& [low, high] : {std::pair{0, 255}, std::pair{240, 255}, std::pair{0, 2}}) {
+        for (std::size_t length = 0; length <= 70; ++length) {
+            for (const uint32_t start : {0U, 1U, 0x7FFFU, 0x8000U, 0xFFFEU, 0xFFFFU}) {
+                check(bytesBetween(length, low, high), start);
+            }
+        }
+        check(bytesBetween(100000, low, high), 12345);
+    }
+    for (const uint16_t landing : {uint16_t{0}, uint16_t{0xFFFF}, uint16_t{0xFF00}}) {
+        for (std::size_t step = 1; step <= 48; ++step) {
+            const std::vector<unsigned char> bytes = bytesBetween(48, 0, 255);
+            auto state = landing;
+            for (std::size_t k = step; k > 0; --k) {
+                state = std::rotl(static_cast<uint16_t>(state - bytes[k - 1]), 1);
+            }
+            check(bytes, state);
         }
     }
 }

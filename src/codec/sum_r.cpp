@@ -1,13 +1,164 @@
 #include "codec/sum_r.h"
 
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+
+#include "codec/group_kernels.h"
+
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#define MANDREL_X86_SUM 1
+#endif
+
 namespace mandrel {
 
-uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum) {
-    auto s = static_cast<uint16_t>(sum);
-    for (const unsigned char byte : bytes) {
-        s = SumRStep(s, byte);
+namespace {
+
+// Bytes taken sixteen at a time: sixteen right rotations bring a 16-bit value back to itself.
+constexpr std::size_t kSumBlock = 16;
+
+uint16_t SumRSteps(const unsigned char* p, std::size_t count, uint16_t sum) {
+    for (std::size_t i = 0; i < count; ++i) {
+        sum = SumRStep(sum, p[i]);
     }
-    return s;
+    return sum;
+}
+
+#if defined(MANDREL_X86_SUM)
+
+// Two folds bring a sum of up to 28 bits to 0..0xFFFF, the same value modulo 65535.
+constexpr uint32_t FoldTo16(uint32_t x) {
+    x = (x & 0xFFFFU) + (x >> 16);
+    return (x & 0xFFFFU) + (x >> 16);
+}
+
+// Why a chain can be taken sixteen steps at once. Modulo 65535 a right rotation of a 16-bit
+// value by one is a multiplication by 2^15 (as 2^16 = 1), and 2^-15 = 2. So as long as no
+// addition of a step overflows 16 bits, the sum after step n of a block that started at s is
+// ror^n(A[n]), where A[n] = s + the sum of b[k] * 2^(k mod 16) for k = 1..n, folded to 16 bits:
+// a prefix sum, which the lanes compute for all sixteen steps together; after step 16 it is
+// A[16] itself. Folding gives a positive multiple of 65535 as 0xFFFF and only 0 as 0, and
+// without an overflow the sum is 0 only when it started at 0 and every byte so far was 0, so the
+// 16-bit value is the true one, not merely equal modulo 65535.
+//
+// The first step n that overflows makes ror^n(A[n]) the true sum plus 65536 minus 65535: at most
+// the byte, so below 256. A lane therefore only tests whether the top eight bits of ror^n(A[n])
+// are clear, which is a mask on A[n] itself. That also holds, now and then, without an overflow
+// (about one block in sixteen for random bytes); such a block takes the steps one by one.
+
+// The prefix sum of eight 32-bit lanes.
+__attribute__((target("avx2"))) __m256i PrefixSum8(__m256i x) {
+    x = _mm256_add_epi32(x, _mm256_slli_si256(x, 4));
+    x = _mm256_add_epi32(x, _mm256_slli_si256(x, 8));
+    const __m256i lowHalfTotal = _mm256_permutevar8x32_epi32(x, _mm256_set1_epi32(3));
+    return _mm256_add_epi32(x, _mm256_blend_epi32(_mm256_setzero_si256(), lowHalfTotal, 0xF0));
+}
+
+// Lanes where ror^n(A) < 256 for A = start + prefix folded to 16 bits; `topBits` holds
+// rol(0xFF00, n) for the lane's step n.
+__attribute__((target("avx2"))) __m256i LowAfterRotation(__m256i start, __m256i prefix,
+                                                         __m256i topBits) {
+    const __m256i low16 = _mm256_set1_epi32(0xFFFF);
+    __m256i x = _mm256_add_epi32(start, prefix);
+    x = _mm256_add_epi32(_mm256_and_si256(x, low16), _mm256_srli_epi32(x, 16));
+    x = _mm256_add_epi32(_mm256_and_si256(x, low16), _mm256_srli_epi32(x, 16));
+    return _mm256_cmpeq_epi32(_mm256_and_si256(x, topBits), _mm256_setzero_si256());
+}
+
+constexpr int TopBitsOfStep(int n) {
+    return std::rotl(uint16_t{0xFF00}, n % 16);
+}
+
+__attribute__((target("avx2"))) uint16_t SumRBlocksAvx2(const unsigned char* p, std::size_t blocks,
+                                                        uint16_t sum) {
+    const __m256i shiftLow = _mm256_setr_epi32(1, 2, 3, 4, 5, 6, 7, 8);
+    const __m256i shiftHigh = _mm256_setr_epi32(9, 10, 11, 12, 13, 14, 15, 0);
+    const __m256i topLow =
+        _mm256_setr_epi32(TopBitsOfStep(1), TopBitsOfStep(2), TopBitsOfStep(3), TopBitsOfStep(4),
+                          TopBitsOfStep(5), TopBitsOfStep(6), TopBitsOfStep(7), TopBitsOfStep(8));
+    const __m256i topHigh = _mm256_setr_epi32(
+        TopBitsOfStep(9), TopBitsOfStep(10), TopBitsOfStep(11), TopBitsOfStep(12),
+        TopBitsOfStep(13), TopBitsOfStep(14), TopBitsOfStep(15), TopBitsOfStep(16));
+    const __m256i lastLane = _mm256_set1_epi32(7);
+    for (; blocks > 0; --blocks, p += kSumBlock) {
+        const __m128i raw = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m256i prefixLow =
+            PrefixSum8(_mm256_sllv_epi32(_mm256_cvtepu8_epi32(raw), shiftLow));
+        const __m256i prefixHigh = _mm256_add_epi32(
+            PrefixSum8(_mm256_sllv_epi32(_mm256_cvtepu8_epi32(_mm_srli_si128(raw, 8)), shiftHigh)),
+            _mm256_permutevar8x32_epi32(prefixLow, lastLane));
+        // The chain goes on from the block's total alone; the lanes only say whether it may.
+        const auto total = static_cast<uint32_t>(_mm256_extract_epi32(prefixHigh, 7));
+        const auto next = static_cast<uint16_t>(FoldTo16(sum + total));
+        const __m256i start = _mm256_set1_epi32(sum);
+        const __m256i low = _mm256_or_si256(LowAfterRotation(start, prefixLow, topLow),
+                                            LowAfterRotation(start, prefixHigh, topHigh));
+        sum = _mm256_testz_si256(low, low) != 0 ? next : SumRSteps(p, kSumBlock, sum);
+    }
+    return sum;
+}
+
+#endif
+
+}  // namespace
+
+uint32_t SumRBlockScalar(std::span<const unsigned char> bytes, uint32_t sum) {
+    return SumRSteps(bytes.data(), bytes.size(), static_cast<uint16_t>(sum));
+}
+
+uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum) {
+#if defined(MANDREL_X86_SUM)
+    if (bytes.size() >= kSumBlock && ActiveKernelPath() == KernelPath::Avx2) {
+        const std::size_t blocks = bytes.size() / kSumBlock;
+        sum = SumRBlocksAvx2(bytes.data(), blocks, static_cast<uint16_t>(sum));
+        bytes = bytes.subspan(blocks * kSumBlock);
+    }
+#endif
+    return SumRBlockScalar(bytes, sum);
+}
+
+uint32_t SumRText(std::span<const char> text, uint32_t sum, bool& afterCr) {
+    // Line ends are few: the text between them goes through SumRBlock in pieces of a buffer.
+    constexpr std::size_t kPiece = 4096;
+    std::array<unsigned char, kPiece> piece{};
+    std::size_t length = 0;
+    const auto flush = [&] {
+        sum = SumRBlock(std::span(piece).first(length), sum);
+        length = 0;
+    };
+    std::size_t i = afterCr && !text.empty() && text[0] == '\n' ? 1 : 0;
+    afterCr = false;
+    while (i < text.size()) {
+        const auto* cr = static_cast<const char*>(std::memchr(&text[i], '\r', text.size() - i));
+        const std::size_t end =
+            cr == nullptr ? text.size() : static_cast<std::size_t>(cr - text.data());
+        while (i < end) {
+            const std::size_t take = std::min(end - i, kPiece - length);
+            std::memcpy(&piece[length], &text[i], take);
+            length += take;
+            i += take;
+            if (length == kPiece) {
+                flush();
+            }
+        }
+        if (cr == nullptr) {
+            break;
+        }
+        if (length == kPiece) {
+            flush();
+        }
+        piece[length++] = '\n';
+        i = end + 1;
+        if (i == text.size()) {
+            afterCr = true;
+        } else if (text[i] == '\n') {
+            ++i;
+        }
+    }
+    flush();
+    return sum;
 }
 
 int SumLineToEnd(const char* text, uint32_t& accumulator) {

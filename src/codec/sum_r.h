@@ -3,6 +3,7 @@
 #pragma once
 
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string_view>
@@ -31,8 +32,16 @@ constexpr uint32_t SumRAddText(uint32_t sum, std::string_view text) {
     return sum;
 }
 
-// The steps for every byte of a block: the chain on 16 bits, as short as it gets.
+// The steps for every byte of a block: sixteen at a time on the AVX2 path, where that is the
+// active kernel path (see group_kernels.h), else one by one.
 uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum);
+// The same one step at a time whatever the path: the reference the vector path is held to.
+uint32_t SumRBlockScalar(std::span<const unsigned char> bytes, uint32_t sum);
+
+// The steps for text whose line ends (CR LF, a lone CR or LF) each count as one LF, as the
+// checksum lines count them. The text may come in pieces: `afterCr` says the piece before ended
+// in a CR, so that an LF starting this one belongs to it; it is set for the next piece.
+uint32_t SumRText(std::span<const char> text, uint32_t sum, bool& afterCr);
 
 // Adds text up to its first CR, LF or zero to the accumulator, a line end as one LF; returns
 // the characters consumed, the line end counted as one.

@@ -1,6 +1,7 @@
 #include "decode/part_sums.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "codec/sum_r.h"
 #include "decode/decode_job.h"
@@ -56,26 +57,11 @@ bool SumRunByBlocks(BufFileTable& files, BufFile file, const DeferredSumItem& it
             return false;
         }
         left -= got;
-        auto chain = static_cast<uint16_t>(s);
-        for (long i = 0; i < got; ++i) {
-            const auto c = static_cast<unsigned char>(block[static_cast<std::size_t>(i)]);
-            if (c <= '\r') {
-                // The rare bytes: a line end, or a zero that leaves the run to the line way.
-                if (c == '\0') {
-                    return false;
-                }
-                if (c == '\n' && afterCr) {
-                    afterCr = false;
-                    continue;
-                }
-                afterCr = c == '\r';
-                chain = SumRStep(chain, afterCr ? '\n' : c);
-                continue;
-            }
-            afterCr = false;
-            chain = SumRStep(chain, c);
+        const std::span<const char> read(block.data(), static_cast<std::size_t>(got));
+        if (std::memchr(read.data(), '\0', read.size()) != nullptr) {
+            return false;
         }
-        s = chain;
+        s = SumRText(read, s, afterCr);
     }
     sum = s;
     return true;
