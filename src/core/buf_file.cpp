@@ -148,7 +148,9 @@ BufFile BufFileTable::BufFileOpen(std::string_view name, BufOpenMode mode, int t
     }
     errno = 0;
     std::unique_ptr<std::FILE, FileCloser> file(
-        std::fopen(path.c_str(), mode == BufOpenMode::Read ? "rb" : "wb"));
+        std::fopen(path.c_str(), mode == BufOpenMode::Read     ? "rb"
+                                 : mode == BufOpenMode::Update ? "r+b"
+                                                               : "wb"));
     if (!file) {
         lastError_ = errno != 0 ? errno : EIO;
         return kNoBufFile;
@@ -619,6 +621,14 @@ void BufFileTable::BufFileRestore(BufFile slot, const BufReadMark& mark) {
     if (Slot* s = Valid(slot); s != nullptr) {
         s->previousRead = mark.previousRead;
     }
+}
+
+int64_t BufFileTable::BufFileWriteEnd(BufFile slot) {
+    Slot* s = Valid(slot);
+    if (s == nullptr || s->mode != 2 || BufFileFlush(slot) < 0 || !SettleWriteBehind(*s)) {
+        return -1;
+    }
+    return std::ftell(s->file.get());
 }
 
 int64_t BufFileTable::BufFileSize(BufFile slot) const {

@@ -31,6 +31,7 @@ enum BufTextFlags : int {
 enum class BufOpenMode {
     Read,          // read, share read, open existing
     CreateAlways,  // write, share read, create always
+    Update,        // write, share read, open existing: nothing is cut, BufFileSeek places writes
 };
 enum class BufSeekOrigin { Begin, Current, End };
 
@@ -113,6 +114,9 @@ public:
     // Bytes handed to the system, 0 when the buffer was empty, -1 on error.
     long BufFileFlush(BufFile slot);
     void BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origin);
+    // The offset just past the last byte written to a file open for writing, once what waits
+    // has reached the system; -1 when that fails.
+    int64_t BufFileWriteEnd(BufFile slot);
     // The read position of a file opened for reading; an invalid slot gives offset -1.
     BufReadMark BufFileMark(BufFile slot) const;
     void BufFileRestore(BufFile slot, const BufReadMark& mark);

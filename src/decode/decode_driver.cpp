@@ -89,6 +89,9 @@ private:
     bool OpenPartOutput(PartRecord& row);
     bool OpenSingleFileOutput(PartRecord& row);
     bool OpenTemporaryOutput(PartRecord& row);
+    bool OpenAssembledOutput();
+    // Notes how long the part being written came to, for the placing of the parts after it.
+    void NotePartLength();
     void DecodeLines();
     void DecodeDataLine();
     int DecodeOnce(int tolerant, int& next);
@@ -154,6 +157,8 @@ private:
     DecodeContext& app_;
     BufFile input_;
     BufFile output_ = kNoBufFile;
+    int writingPart_ = 0;    // the part of a multi-part file output_ takes, 0 for none
+    int64_t partStart_ = 0;  // where in its file that part begins
     int ask_;
 
     // Kept from pass to pass.
@@ -239,6 +244,7 @@ std::optional<int> DecodeRun::StartPass() {
     job.CurrentFileFormat = kFormatToBeDetermined;
     SetDecodeState(LOOKFORHEADERTYPE);
     ClearPartTable(app_.parts);
+    decode.assembly.Discard();
     ClearDeferredPartSums(decode.deferredSums);
     decode.mimeBoundaries.clear();
     decode.partialFrom = -1;
@@ -658,6 +664,7 @@ bool DecodeRun::OpenPartOutput(PartRecord& row) {
         row.directory.clear();
     }
     CloseOutputQuietly();
+    app_.decode.assembly.Forget(headerPart_);
     return SingleFile() ? OpenSingleFileOutput(row) : OpenTemporaryOutput(row);
 }
 
@@ -691,6 +698,11 @@ bool DecodeRun::OpenSingleFileOutput(PartRecord& row) {
 // The parts of a multi-part file go to temporary files until the join. They are opened
 // directly, not through the output naming, which would move them to the output directory.
 bool DecodeRun::OpenTemporaryOutput(PartRecord& row) {
+    if (OpenAssembledOutput()) {
+        return true;
+    }
+    writingPart_ = headerPart_;
+    partStart_ = 0;
     std::string path;
     if (MakeTempFileName(path) == 0) {
         const int error = errno;
@@ -710,6 +722,41 @@ bool DecodeRun::OpenTemporaryOutput(PartRecord& row) {
         return false;
     }
     return true;
+}
+
+// Into the file beside the output where the part can have its place there; false leaves the part
+// to a file of its own.
+bool DecodeRun::OpenAssembledOutput() {
+    PartAssembly& assembly = app_.decode.assembly;
+    // A device named as the output takes the parts through the join alone.
+    std::error_code ec;
+    const fs::file_status named = fs::status(app_.job.JobOutputPath, ec);
+    if ((fs::exists(named) && !fs::is_regular_file(named)) ||
+        !assembly.Begin(std::string(DirectoryPart(app_.job.JobOutputPath)))) {
+        return false;
+    }
+    const int64_t offset = assembly.PlaceFor(headerPart_, app_.parts.JobPartCount);
+    if (offset < 0) {
+        return false;
+    }
+    const BufFile output = app_.files.BufFileOpen(assembly.Path(), BufOpenMode::Update, BF_TEXT);
+    if (output < 0) {
+        return false;
+    }
+    app_.files.BufFileSeek(output, offset, BufSeekOrigin::Begin);
+    assembly.Started(headerPart_, offset);
+    output_ = output;
+    writingPart_ = headerPart_;
+    partStart_ = offset;
+    return true;
+}
+
+void DecodeRun::NotePartLength() {
+    if (writingPart_ != 0 && output_ != kNoBufFile) {
+        const int64_t end = app_.files.BufFileWriteEnd(output_);
+        app_.decode.assembly.Finished(writingPart_, end < 0 ? -1 : end - partStart_);
+    }
+    writingPart_ = 0;
 }
 
 // ---- A part's data, checksum lines and trailer ----
@@ -1472,6 +1519,7 @@ bool DecodeRun::CloseOutput() {
     if (output_ == kNoBufFile) {
         return true;
     }
+    NotePartLength();
     const BufFile output = output_;
     output_ = kNoBufFile;
     if (app_.files.BufFileClose(output)) {
@@ -1491,6 +1539,7 @@ void DecodeRun::ReportWriteFailure() {
 }
 
 void DecodeRun::CloseOutputQuietly() {
+    NotePartLength();
     if (output_ != kNoBufFile) {
         app_.files.BufFileClose(output_);
         output_ = kNoBufFile;
@@ -1517,6 +1566,8 @@ void DecodeRun::Rewind() {
 // file of the same name that was there before.
 int DecodeRun::Finish(int result) {
     CloseOutputQuietly();
+    // Whatever the join did not make the output is of no more use.
+    app_.decode.assembly.Discard();
     if (input_ != kNoBufFile) {
         SettleAwaitedPartSums(app_);
         app_.files.BufFileClose(input_);

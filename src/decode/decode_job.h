@@ -13,6 +13,7 @@
 #include "codec/line_decode.h"
 #include "core/buf_file.h"
 #include "core/job_context.h"
+#include "decode/part_assembly.h"
 #include "decode/part_sums.h"
 
 namespace mandrel {
@@ -89,6 +90,8 @@ struct DecodeJob {
     BufReadMark lineStart;
     BufReadMark lineEnd;
     DeferredPartSums deferredSums;
+    // The file beside the output that the parts of a multi-part file are decoded into.
+    PartAssembly assembly;
     // The boundaries of the multipart MIME bodies met in this pass: a line of "--" and one of
     // them ends a quoted-printable body.
     std::vector<std::string> mimeBoundaries;

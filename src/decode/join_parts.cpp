@@ -1,6 +1,8 @@
 #include "decode/join_parts.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <string_view>
 
@@ -68,26 +70,83 @@ void DiscardOutput(DecodeContext& app, BufFile output) {
     }
 }
 
+// Closes the output just made (empty) and opens the assembly in its stead; false leaves the
+// output open for copying into.
+bool SwitchToAssembly(DecodeContext& app, BufFile& output) {
+    const BufFile assembled =
+        app.files.BufFileOpen(app.decode.assembly.Path(), BufOpenMode::Update, BF_TEXT);
+    if (assembled < 0) {
+        return false;
+    }
+    app.files.BufFileClose(output);
+    output = assembled;
+    return true;
+}
+
+// Part k onto the output: in place, a part the assembly lacks is written into its gap; else the
+// part is appended from the assembly or its own file.
+int AppendPart(DecodeContext& app, int k, const std::string& partPath, BufFile output,
+               bool inPlace) {
+    const PartAssembly& assembly = app.decode.assembly;
+    if (inPlace) {
+        if (assembly.Holds(k)) {
+            return 0;
+        }
+        app.files.BufFileSeek(output, assembly.JoinedOffset(k), BufSeekOrigin::Begin);
+        return AppendPartFile(app, partPath, output);
+    }
+    if (assembly.Holds(k)) {
+        return AppendFileRange(app, assembly.Path(), assembly.OffsetOf(k), assembly.LengthOf(k),
+                               output);
+    }
+    return AppendPartFile(app, partPath, output);
+}
+
+// When the assembly cannot be renamed into the output, it is copied there whole.
+bool CopyAssembly(DecodeContext& app, int total) {
+    const BufFile output =
+        app.files.BufFileOpen(app.job.JobOutputPath, BufOpenMode::CreateAlways, BF_TEXT);
+    if (output < 0) {
+        return false;
+    }
+    const PartAssembly& assembly = app.decode.assembly;
+    const bool copied =
+        AppendFileRange(app, assembly.Path(), 0, assembly.JoinedOffset(total + 1), output) == 0;
+    return app.files.BufFileClose(output) && copied;
+}
+
 }  // namespace
 
 int AppendPartFile(DecodeContext& app, const std::string& name, BufFile output) {
+    return AppendFileRange(app, name, 0, -1, output);
+}
+
+int AppendFileRange(DecodeContext& app, const std::string& name, int64_t offset, int64_t length,
+                    BufFile output) {
     const BufFile input = app.files.BufFileOpen(name, BufOpenMode::Read, 0);
     if (input < 0) {
         ShowMessage(app.ui, kMbStop, "Can't Read Temporary File %s for Append Operation.",
                     name.c_str());
         return 1;
     }
+    if (offset > 0) {
+        app.files.BufFileSeek(input, offset, BufSeekOrigin::Begin);
+    }
     const auto block = std::make_unique_for_overwrite<char[]>(kAppendBlock);
-    for (;;) {
-        const long got = app.files.BufFileRead(input, block.get(), kAppendBlock);
-        if (got < 0) {
+    for (int64_t left = length; left != 0;) {
+        const long want =
+            left < 0 ? kAppendBlock : static_cast<long>(std::min<int64_t>(left, kAppendBlock));
+        const long got = app.files.BufFileRead(input, block.get(), want);
+        if (got < 0 || (got == 0 && left > 0)) {
             app.files.BufFileClose(input);
             ShowMessage(app.ui, kMbStop, "Read Error During Append Operation.");
             return 1;
         }
         if (got == 0) {
-            app.files.BufFileClose(input);
-            return 0;
+            break;
+        }
+        if (left > 0) {
+            left -= got;
         }
         const long put =
             app.files.BufFileWrite(output, std::string_view(block.get(), static_cast<size_t>(got)));
@@ -103,6 +162,8 @@ int AppendPartFile(DecodeContext& app, const std::string& name, BufFile output) 
             return 1;
         }
     }
+    app.files.BufFileClose(input);
+    return 0;
 }
 
 int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
@@ -125,7 +186,16 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
     }
 
     const bool concatenate = mode == kJoinConcatenate;
+    // With every part of the assembly in its place, the others are written into their gaps and
+    // the assembly becomes the output; `output` is then the assembly, open for that.
+    bool inPlace = false;
     auto fail = [&](BufFile output, int result) {
+        if (inPlace) {
+            // The output was made empty and closed; the assembly goes with the driver's files.
+            app.files.BufFileClose(output);
+            output = kNoBufFile;
+            RemoveOutputFile(app.job.JobOutputPath);
+        }
         DiscardOutput(app, output);
         if (concatenate) {
             ForgetInputFiles(parts, total);
@@ -134,6 +204,10 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
         return result;
     };
 
+    PartAssembly& assembly = app.decode.assembly;
+    std::error_code ec;
+    const bool outputExisted =
+        std::filesystem::exists(std::filesystem::symlink_status(app.job.JobOutputPath, ec));
     SetBusyCursor(app.ui);
     SetProgress(app.ui, 0);
     BufFile output = kNoBufFile;
@@ -146,6 +220,7 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
         parts.current = r;
         PartRecord& row = parts.rows[static_cast<std::size_t>(r)];
         if (k == 1) {
+            const std::string asked = app.job.JobOutputPath;
             output = MakeOutFile(app, app.job.JobOutputPath, mode, interactive);
             if (output < 0) {
                 if (concatenate) {
@@ -153,6 +228,12 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
                 }
                 RestoreCursor(app.ui);
                 return output;
+            }
+            // A file that was there keeps what it is (its links and rights), a device stays a
+            // device: only a file made just now is replaced by the assembly.
+            if (!concatenate && !outputExisted && app.job.JobOutputPath == asked &&
+                assembly.InPlace(total)) {
+                inPlace = SwitchToAssembly(app, output);
             }
         }
         const std::string partPath = PartFilePath(row);
@@ -164,7 +245,7 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
                        std::string(FileNamePart(app.job.JobOutputPath)).c_str());
         }
         SetProgress(app.ui, k * 100 / total);
-        if (AppendPartFile(app, partPath, output) != 0) {
+        if (AppendPart(app, k, partPath, output, inPlace) != 0) {
             const bool cancelled = app.cancel.Requested();
             if (!cancelled) {
                 ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", k);
@@ -177,14 +258,16 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
                 ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", k);
                 return fail(output, kResultReported);
             }
-        } else {
+        } else if (!assembly.Holds(k)) {
             std::remove(partPath.c_str());
         }
         row.fileName.clear();
         row.directory.clear();
     }
     // The last blocks reach the disk only now; losing them spoils the last part.
-    if (!app.files.BufFileClose(output)) {
+    if (!app.files.BufFileClose(output) ||
+        (inPlace && !assembly.BecomeFile(app.job.JobOutputPath, assembly.JoinedOffset(total + 1)) &&
+         !CopyAssembly(app, total))) {
         ShowMessage(app.ui, kMbStop, "Join Error for Part %d.", total);
         RemoveOutputFile(app.job.JobOutputPath);
         return fail(kNoBufFile, kResultReported);

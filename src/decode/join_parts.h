@@ -2,6 +2,7 @@
 // they are decoded.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "core/buf_file.h"
@@ -19,5 +20,8 @@ inline constexpr int kJoinConcatenate = 3;
 int JoinParts(DecodeContext& app, int total, int interactive, int mode);
 // 0 when the whole file was appended, 1 on failure (reported) or cancel.
 int AppendPartFile(DecodeContext& app, const std::string& name, BufFile output);
+// The same for `length` bytes of the file from `offset` on (a length of -1: to its end).
+int AppendFileRange(DecodeContext& app, const std::string& name, int64_t offset, int64_t length,
+                    BufFile output);
 
 }  // namespace mandrel
