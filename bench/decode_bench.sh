@@ -45,8 +45,8 @@ encode() { (cd "$1" && env HOME="$home" XDG_CONFIG_HOME="$home/.config" "$mandre
 # The inputs: ours in the four encodings (UU and XX with LF line ends, as on a UNIX system, and
 # UU once more with CR LF), sharutils' UU, coreutils' Base64 with its 76-character lines (bare
 # for base64 -d, in a MIME message for us), a SimTel set of about 90 parts with checksum lines
-# (joined in the shell's order, 1, 10, 11, ..., 2, ...), and the UU input with one damaged line
-# in the middle.
+# (joined in the shell's order, 1, 10, 11, ..., 2, ...) beside the single file with the same
+# checksum lines, and the UU input with one damaged line in the middle.
 encode "$src" --encodecrlf=176 -Eu input.bin
 mv "$src/input.uue" "$dec/lf.uue"
 for method in u x b; do
@@ -55,6 +55,9 @@ done
 mv "$src/input.xxe" "$src/input.hqx" "$dec/"
 encode "$src" --encodecrlf=175 -Eu input.bin
 mv "$src/input.uue" "$dec/crlf.uue"
+# The single file with the checksum lines the SimTel set carries (section and entire file).
+encode "$src" --encodecrlf=176 --encodetype=3 --encodechecksum=1 -Eu input.bin
+mv "$src/input.uue" "$dec/sums.uue"
 uuencode "$input" input.bin >"$dec/sharutils.uue"
 base64 "$input" >"$dec/input.b64"
 {
@@ -93,6 +96,7 @@ cases=(
     "mandrel MIME 76|$(run b76.mme)|$decoded"
     "mandrel BinHex|$(run input.hqx)|$decoded"
     "mandrel yEnc|$(run input.yenc)|$decoded"
+    "mandrel UU sums|$(run sums.uue)|$decoded"
     "mandrel SimTel|$(run simtel.uue)|$decoded"
     "mandrel damaged|$(run damaged.uue)|$decoded"
     "uudecode shar|uudecode -o '$peer/uudecode.out' '$dec/sharutils.uue'|$peer/uudecode.out"
@@ -129,6 +133,7 @@ targets=(
     "XX time / cat writing the output|mandrel XX|cat|<=|1.3"
     "MIME (76-character lines) / base64 -d|base64 -d|mandrel MIME 76|>=|2.5"
     "SimTel set with sums / single file|mandrel SimTel|mandrel UU LF|<=|1.3"
+    "SimTel set / single file, same sum lines|mandrel SimTel|mandrel UU sums|<=|1.3"
     "damaged line (no questions) / clean|mandrel damaged|mandrel UU LF|<=|1.3"
     "yEnc / UU LF, same output|mandrel yEnc|mandrel UU LF|<=|1.0"
     "UU / uudeview|uudeview|mandrel UU LF|>=|10"
@@ -148,7 +153,7 @@ r=$(awk -v a="$binhex_before" -v b="${seconds[mandrel BinHex]}" -v m="$size_mib"
 check "BinHex / before ($binhex_before s at 64 MiB)" "$r" ">= 5" "$(verdict "$r" 5)" || ok=1
 r=$(speed_ratio "hexbin" "mandrel BinHex")
 checks+=("$(printf '%-44s %6s (for comparison)' "BinHex / hexbin" "$r")")
-peak=$(peak_of "mandrel UU LF" "mandrel UU CRLF" "mandrel UU shar" "mandrel XX" "mandrel MIME 76" \
+peak=$(peak_of "mandrel UU LF" "mandrel UU CRLF" "mandrel UU shar" "mandrel XX" "mandrel MIME 76" "mandrel UU sums" \
     "mandrel BinHex" "mandrel yEnc" "mandrel SimTel" "mandrel damaged")
 check "peak RSS of mandrel, MiB" "$peak" "< 32" "$( ((peak < 32)) && echo met || echo MISSED)" || ok=1
 echo
