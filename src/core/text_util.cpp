@@ -115,29 +115,21 @@ bool RemoveOutputFile(const std::string& path) {
     return std::filesystem::remove(path, ec);
 }
 
-unsigned MakeTempFileName(std::string& path) {
-    const char* tmpdir = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe)
-    const std::string directory = tmpdir != nullptr && *tmpdir != '\0' ? tmpdir : "/tmp";
+unsigned CreateUniqueFile(std::string_view directory, std::string_view prefix, std::string& path) {
     std::random_device seed;
     std::mt19937 random(seed());
     constexpr int kAttempts = 100;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         const unsigned number = (random() & 0xFFFFU) | 1U;
-        char name[16];
-        std::snprintf(name, sizeof name, "mdr%04X.tmp", number);
-        std::string candidate = JoinPath(directory, name);
+        char suffix[16];
+        std::snprintf(suffix, sizeof suffix, "%04X.tmp", number);
+        std::string candidate = JoinPath(directory, std::string(prefix) + suffix);
         errno = 0;
         // "x": fail when the name is taken, so two programs never share a file.
         // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): closed at once below
         std::FILE* file = std::fopen(candidate.c_str(), "wbx");
         if (file != nullptr) {
             std::fclose(file);  // NOLINT(cppcoreguidelines-owning-memory)
-            // Decoded mail and clipboard text lands here; the shared directory must not show
-            // it to other users.
-            std::error_code ec;
-            std::filesystem::permissions(
-                candidate, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
-                std::filesystem::perm_options::replace, ec);
             path = std::move(candidate);
             return number;
         }
@@ -147,6 +139,21 @@ unsigned MakeTempFileName(std::string& path) {
     }
     errno = EEXIST;
     return 0;
+}
+
+unsigned MakeTempFileName(std::string& path) {
+    const char* tmpdir = std::getenv("TMPDIR");  // NOLINT(concurrency-mt-unsafe)
+    const unsigned number =
+        CreateUniqueFile(tmpdir != nullptr && *tmpdir != '\0' ? tmpdir : "/tmp", "mdr", path);
+    if (number != 0) {
+        // Decoded mail and clipboard text lands here; the shared directory must not show it to
+        // other users.
+        std::error_code ec;
+        std::filesystem::permissions(
+            path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write,
+            std::filesystem::perm_options::replace, ec);
+    }
+    return number;
 }
 
 std::string_view EndOfLineString(const Config& config) {

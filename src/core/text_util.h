@@ -37,8 +37,12 @@ int SanitizeFileName(std::string& name);
 // the output. True when something was removed.
 bool RemoveOutputFile(const std::string& path);
 
-// Creates a new empty file whose name starts with "mdr" in the temporary directory ($TMPDIR,
-// else /tmp). Returns a nonzero unique number and fills path, or 0 (errno tells why).
+// Creates a new empty file in `directory` ("" the current one) named `prefix`, four hex digits
+// and ".tmp", never one that is there already. Returns the nonzero number in the name and fills
+// path, or 0 (errno tells why).
+unsigned CreateUniqueFile(std::string_view directory, std::string_view prefix, std::string& path);
+// The same with the prefix "mdr" in the temporary directory ($TMPDIR, else /tmp), readable by
+// the user alone.
 unsigned MakeTempFileName(std::string& path);
 
 // "\r\n" for encodecrlf 175, "\n" for 176, "" otherwise.

@@ -35,6 +35,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The directory a path names its file in: "" for the current one, "/" for the root.
+std::string DirectoryOf(std::string_view path) {
+    const std::string_view directory = DirectoryPart(path);
+    return directory.empty() && path.starts_with('/') ? "/" : std::string(directory);
+}
+
 constexpr const char* kUnknownName = "DontKnow.Yet";
 
 constexpr int kLastFormat = kFileFormatCount - 1;  // R.E.M., where Try All Formats stops
@@ -157,8 +163,7 @@ private:
     DecodeContext& app_;
     BufFile input_;
     BufFile output_ = kNoBufFile;
-    int writingPart_ = 0;    // the part of a multi-part file output_ takes, 0 for none
-    int64_t partStart_ = 0;  // where in its file that part begins
+    int writingPart_ = 0;  // the part of a multi-part file output_ takes, 0 for none
     int ask_;
 
     // Kept from pass to pass.
@@ -634,14 +639,7 @@ std::string DecodeRun::OutputPathFor(std::string name) const {
 // The input's own directory; for files joined into a temporary input, theirs.
 std::string DecodeRun::OutputDirectory() const {
     const JobState& job = app_.job;
-    if (!job.inputDirectory.empty()) {
-        return job.inputDirectory;
-    }
-    const std::string_view directory = DirectoryPart(job.JobInputPath);
-    if (directory.empty() && job.JobInputPath.starts_with('/')) {
-        return "/";
-    }
-    return std::string(directory);
+    return job.inputDirectory.empty() ? DirectoryOf(job.JobInputPath) : job.inputDirectory;
 }
 
 // For text that names no file (an empty name, or only directories): the input's own name with
@@ -702,7 +700,6 @@ bool DecodeRun::OpenTemporaryOutput(PartRecord& row) {
         return true;
     }
     writingPart_ = headerPart_;
-    partStart_ = 0;
     std::string path;
     if (MakeTempFileName(path) == 0) {
         const int error = errno;
@@ -732,7 +729,7 @@ bool DecodeRun::OpenAssembledOutput() {
     std::error_code ec;
     const fs::file_status named = fs::status(app_.job.JobOutputPath, ec);
     if ((fs::exists(named) && !fs::is_regular_file(named)) ||
-        !assembly.Begin(std::string(DirectoryPart(app_.job.JobOutputPath)))) {
+        !assembly.Begin(DirectoryOf(app_.job.JobOutputPath))) {
         return false;
     }
     const int64_t offset = assembly.PlaceFor(headerPart_, app_.parts.JobPartCount);
@@ -747,14 +744,16 @@ bool DecodeRun::OpenAssembledOutput() {
     assembly.Started(headerPart_, offset);
     output_ = output;
     writingPart_ = headerPart_;
-    partStart_ = offset;
     return true;
 }
 
 void DecodeRun::NotePartLength() {
     if (writingPart_ != 0 && output_ != kNoBufFile) {
+        PartAssembly& assembly = app_.decode.assembly;
+        // A part of its own begins its file.
+        const int64_t start = assembly.Holds(writingPart_) ? assembly.OffsetOf(writingPart_) : 0;
         const int64_t end = app_.files.BufFileWriteEnd(output_);
-        app_.decode.assembly.Finished(writingPart_, end < 0 ? -1 : end - partStart_);
+        assembly.Finished(writingPart_, end < 0 ? -1 : end - start);
     }
     writingPart_ = 0;
 }

@@ -1,42 +1,12 @@
 #include "decode/part_assembly.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
-#include <random>
 #include <utility>
 
 #include "core/text_util.h"
 
 namespace mandrel {
-
-namespace {
-
-// A name of our own beside the output: hidden, and exclusive, so that nothing there is reused.
-std::string MakeAssemblyFile(const std::string& directory) {
-    std::random_device seed;
-    std::mt19937 random(seed());
-    constexpr int kAttempts = 100;
-    for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        char name[24];
-        std::snprintf(name, sizeof name, ".mdr%04X.tmp", static_cast<unsigned>(random() & 0xFFFFU));
-        std::string candidate = directory.empty() ? std::string(name) : JoinPath(directory, name);
-        errno = 0;
-        // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): closed at once below
-        std::FILE* file = std::fopen(candidate.c_str(), "wbx");
-        if (file != nullptr) {
-            std::fclose(file);  // NOLINT(cppcoreguidelines-owning-memory)
-            return candidate;
-        }
-        if (errno != EEXIST) {
-            break;
-        }
-    }
-    return {};
-}
-
-}  // namespace
 
 PartAssembly::PartAssembly(PartAssembly&& other) noexcept
     : path_(std::exchange(other.path_, {})), parts_(other.parts_) {}
@@ -57,7 +27,8 @@ PartAssembly::~PartAssembly() {
 bool PartAssembly::Begin(const std::string& directory) {
     if (!Active()) {
         parts_.fill(Placed{});
-        path_ = MakeAssemblyFile(directory);
+        // Hidden, beside the output, so that the join can rename it there; none when that fails.
+        CreateUniqueFile(directory, ".mdr", path_);
     }
     return Active();
 }
