@@ -1,5 +1,6 @@
 #include "codec/group_kernels.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
@@ -221,38 +222,6 @@ static_assert(kUURunBytes.nibbles.usable && kXXRunBytes.nibbles.usable &&
 static_assert(kBase64RunBytes.nibbles.usable && kBase64RunBytes.nibbles.odd == '/');
 constexpr RunBytes kBinHexCharRunBytes = SpreadRuns(kBinHexCharRuns);
 
-const RunBytes* DecodeRunsFor(const DecodeTable& table) {
-    if (&table == &kUUDecodeTable) {
-        return &kUURunBytes;
-    }
-    if (&table == &kXXDecodeTable) {
-        return &kXXRunBytes;
-    }
-    if (&table == &kBase64DecodeTable) {
-        return &kBase64RunBytes;
-    }
-    if (&table == &kBinHexDecodeTable) {
-        return &kBinHexRunBytes;
-    }
-    return nullptr;
-}
-
-const RunBytes* EncodeRunsFor(std::string_view alphabet) {
-    if (alphabet.data() == UUAlphabet.data()) {
-        return &kUUCharRunBytes;
-    }
-    if (alphabet.data() == XXAlphabet.data()) {
-        return &kXXCharRunBytes;
-    }
-    if (alphabet.data() == Base64Alphabet.data()) {
-        return &kBase64CharRunBytes;
-    }
-    if (alphabet.data() == BinHexAlphabet.data()) {
-        return &kBinHexCharRunBytes;
-    }
-    return nullptr;
-}
-
 // The scalar encoder's table: the two characters of every 12-bit value, so that a group of
 // three bytes is two lookups.
 using PairTable = std::array<std::array<char, 2>, 4096>;
@@ -270,20 +239,48 @@ constexpr PairTable kXXPairs = MakePairTable(XXAlphabet);
 constexpr PairTable kBase64Pairs = MakePairTable(Base64Alphabet);
 constexpr PairTable kBinHexPairs = MakePairTable(BinHexAlphabet);
 
+// What the kernels keep for each alphabet they know, found by its decode table or its text (the
+// alphabet's views all share its characters).
+struct AlphabetKernels {
+    const char* characters;
+    const DecodeTable* table;
+    const RunBytes* decodeRuns;
+    const RunBytes* encodeRuns;
+    const PairTable* pairs;
+};
+constexpr std::array<AlphabetKernels, 4> kAlphabetKernels = {{
+    {UUAlphabet.data(), &kUUDecodeTable, &kUURunBytes, &kUUCharRunBytes, &kUUPairs},
+    {XXAlphabet.data(), &kXXDecodeTable, &kXXRunBytes, &kXXCharRunBytes, &kXXPairs},
+    {Base64Alphabet.data(), &kBase64DecodeTable, &kBase64RunBytes, &kBase64CharRunBytes,
+     &kBase64Pairs},
+    {BinHexAlphabet.data(), &kBinHexDecodeTable, &kBinHexRunBytes, &kBinHexCharRunBytes,
+     &kBinHexPairs},
+}};
+
+const AlphabetKernels* KernelsFor(const DecodeTable& table) {
+    const auto* found = std::ranges::find(kAlphabetKernels, &table, &AlphabetKernels::table);
+    return found == kAlphabetKernels.end() ? nullptr : found;
+}
+
+const AlphabetKernels* KernelsFor(std::string_view alphabet) {
+    const auto* found =
+        std::ranges::find(kAlphabetKernels, alphabet.data(), &AlphabetKernels::characters);
+    return found == kAlphabetKernels.end() ? nullptr : found;
+}
+
+const RunBytes* DecodeRunsFor(const DecodeTable& table) {
+    const AlphabetKernels* kernels = KernelsFor(table);
+    return kernels == nullptr ? nullptr : kernels->decodeRuns;
+}
+
+const RunBytes* EncodeRunsFor(std::string_view alphabet) {
+    const AlphabetKernels* kernels = KernelsFor(alphabet);
+    return kernels == nullptr ? nullptr : kernels->encodeRuns;
+}
+
 const PairTable* PairTableFor(std::string_view alphabet) {
-    if (alphabet.data() == UUAlphabet.data()) {
-        return &kUUPairs;
-    }
-    if (alphabet.data() == XXAlphabet.data()) {
-        return &kXXPairs;
-    }
-    if (alphabet.data() == Base64Alphabet.data()) {
-        return &kBase64Pairs;
-    }
-    if (alphabet.data() == BinHexAlphabet.data()) {
-        return &kBinHexPairs;
-    }
-    return nullptr;
+    const AlphabetKernels* kernels = KernelsFor(alphabet);
+    return kernels == nullptr ? nullptr : kernels->pairs;
 }
 
 #if defined(MANDREL_X86_KERNELS)
