@@ -219,35 +219,28 @@ void BM_BinHexCrcBlock(benchmark::State& state) {
                             static_cast<int64_t>(bytes.size()));
 }
 
-// "sum -r" over random bytes, range(0) the path: one step at a time, or sixteen on AVX2.
-void BM_SumRBlock(benchmark::State& state) {
+// A checksum over random bytes on the path range(0) names: "sum -r" one step at a time (scalar)
+// or sixteen (AVX2); yEnc's CRC-32 by the tables alone (scalar) or folding where the processor
+// has it.
+template <uint32_t (*Checksum)(std::span<const unsigned char>, uint32_t)>
+void BM_ChecksumOnPath(benchmark::State& state) {
     mandrel::UseKernelPath(static_cast<mandrel::KernelPath>(state.range(0)));
     const std::vector<unsigned char> bytes = InputBytes();
-    uint32_t sum = 0;
+    uint32_t value = 0;
     for (auto _ : state) {
-        sum = mandrel::SumRBlock(bytes, sum);
-        benchmark::DoNotOptimize(sum);
+        value = Checksum(bytes, value);
+        benchmark::DoNotOptimize(value);
     }
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(bytes.size()));
     state.SetLabel(std::string(mandrel::KernelPathName(mandrel::ActiveKernelPath())));
     mandrel::UseKernelPath(mandrel::BestKernelPath());
 }
-
-// yEnc's CRC-32, range(0) the path: the tables alone (scalar) or folding where the processor has
-// it.
+void BM_SumRBlock(benchmark::State& state) {
+    BM_ChecksumOnPath<mandrel::SumRBlock>(state);
+}
 void BM_Crc32(benchmark::State& state) {
-    mandrel::UseKernelPath(static_cast<mandrel::KernelPath>(state.range(0)));
-    const std::vector<unsigned char> bytes = InputBytes();
-    uint32_t crc = 0;
-    for (auto _ : state) {
-        crc = mandrel::Crc32(bytes, crc);
-        benchmark::DoNotOptimize(crc);
-    }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
-                            static_cast<int64_t>(bytes.size()));
-    state.SetLabel(std::string(mandrel::KernelPathName(mandrel::ActiveKernelPath())));
-    mandrel::UseKernelPath(mandrel::BestKernelPath());
+    BM_ChecksumOnPath<mandrel::Crc32>(state);
 }
 
 // yEnc lines of 128 characters with CR LF, escapes where encoders put them, decoded in runs
