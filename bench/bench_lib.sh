@@ -24,10 +24,14 @@ mkdir -p "$home/.config"
 mandrel_env="HOME='$home' XDG_CONFIG_HOME='$home/.config'"
 
 # Wall-clock seconds of one run of a command (hyperfine when installed: it takes the shell's
-# own start-up off; otherwise a clock around bash -c).
+# own start-up off; otherwise a clock around bash -c). Every run starts with the runs before it
+# on the disk (sync, not timed): otherwise a run pays for the write-back of the output before
+# it, and the order of the commands decides the figures (cat after the slow uudeview against a
+# decoder right after another decoder).
 one_run_seconds() {
     local command=$1 output=$2 json=$work/hyperfine.json
     rm -rf "$output"
+    sync
     if ((have_hyperfine)); then
         hyperfine --style none --runs 1 --ignore-failure --export-json "$json" "$command" \
             >/dev/null
