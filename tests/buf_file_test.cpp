@@ -183,11 +183,10 @@ TEST_F(BufFileTest, WritesExpandLineEndsAcrossFlushes) {
 }
 
 // A long output goes to the system from a thread of its own while the next buffer fills: every
-// way of writing, mixed, must still leave the bytes in their order, and a write that failed out
-// there must still fail the close.
+// way of writing, mixed, must still leave the bytes in their order.
 TEST_F(BufFileTest, LongWritesKeepTheirOrderAndTheirFailures) {
     std::mt19937 random(11);
-    std::string data(std::size_t{5} << 20, '\0');
+    std::string data(std::size_t{12} << 20, '\0');
     for (char& c : data) {
         c = static_cast<char>(random());
     }
@@ -217,8 +216,7 @@ TEST_F(BufFileTest, LongWritesKeepTheirOrderAndTheirFailures) {
     if (!fs::exists("/dev/full")) {
         GTEST_SKIP() << "no /dev/full";
     }
-    // Four buffers fill and fail at once; the fifth goes out from the thread at the close, and
-    // only the close can tell of it.
+    // The first full buffer fails, and so does everything after it.
     const BufFile full = files.BufFileOpen("/dev/full", BufOpenMode::CreateAlways, 0);
     ASSERT_NE(full, kNoBufFile);
     for (std::size_t i = 0; i < 14; ++i) {
@@ -226,6 +224,30 @@ TEST_F(BufFileTest, LongWritesKeepTheirOrderAndTheirFailures) {
     }
     EXPECT_FALSE(files.BufFileClose(full));
     EXPECT_EQ(files.LastError(), ENOSPC);
+}
+
+// A file that lost a write stays failed, whether the write failed on the caller's thread (the
+// first buffers) or on the file's own (the later ones): going back and writing what fits would
+// otherwise leave a hole that no later flush or close tells of.
+TEST_F(BufFileTest, ALostWriteIsNeverForgotten) {
+    const std::string data(std::size_t{8} << 20, 'x');
+    // The limit, and the bytes written up to it and past it.
+    for (const auto& [limit, size] : {std::pair{std::size_t{2} << 20, std::size_t{3} << 20},
+                                      std::pair{std::size_t{6} << 20, std::size_t{8} << 20}}) {
+        const test::FileSizeLimit limited(limit);
+        ASSERT_TRUE(limited.Active());
+        const BufFile f = files.BufFileOpen(dir.File("limited.bin"), BufOpenMode::CreateAlways, 0);
+        ASSERT_NE(f, kNoBufFile);
+        for (std::size_t at = 0; at < size; at += 100000) {
+            files.BufFileWrite(
+                f, std::string_view(data).substr(at, std::min<std::size_t>(100000, size - at)));
+        }
+        files.BufFileSeek(f, 0, BufSeekOrigin::Begin);
+        EXPECT_EQ(files.BufFileWrite(f, "y"), 1) << limit;
+        EXPECT_EQ(files.BufFileFlush(f), -1) << limit;
+        EXPECT_FALSE(files.BufFileClose(f)) << limit;
+        EXPECT_EQ(files.LastError(), EFBIG) << limit;
+    }
 }
 
 TEST_F(BufFileTest, SlotsAndRefusals) {

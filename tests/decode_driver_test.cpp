@@ -691,6 +691,19 @@ TEST_F(DecodeDriver, CancelAndFailuresLeaveNothing) {
     EXPECT_TRUE(fs::is_character_file("/dev/full"));
     app.job.CommandLineOutputName.clear();
     ui.messages.clear();
+    // The parts' file beside the output cannot grow to the whole file: the loss shows before
+    // the join, however late the writes went out.
+    test::WriteFile(In("input.txt"), Join(parts));
+    {
+        const test::FileSizeLimit limited(6000);
+        ASSERT_TRUE(limited.Active());
+        EXPECT_EQ(DecodePath(In("input.txt"), 1), kResultReported);
+    }
+    EXPECT_EQ(ui.MessageTexts(),
+              std::vector<std::string>{"Can't Write to " + In("pic.gif") + " because\r\n\r\n" +
+                                       SystemErrorText(EFBIG)});
+    ExpectOnly("input.txt");
+    ui.messages.clear();
     {
         // The last part first: with no size seen yet it has no place beside the output.
         const test::ScopedEnv gone("TMPDIR", (root.path() / "missing").string());

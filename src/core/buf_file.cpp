@@ -534,6 +534,7 @@ bool BufFileTable::SettleWriteBehind(Slot& slot) {
     if (error != 0) {
         lastError_ = error;
         slot.status = kStatusError;
+        slot.lost = true;
     }
     return error == 0;
 }
@@ -548,8 +549,10 @@ long BufFileTable::WriteNow(Slot& slot, const char* data, std::size_t size) {
         lastError_ = errno != 0 ? errno : EIO;
         std::clearerr(slot.file.get());
         slot.status = kStatusError;
+        slot.lost = true;
         return -1;
     }
+    slot.writeEnd += static_cast<int64_t>(put);
     return static_cast<long>(put);
 }
 
@@ -567,12 +570,17 @@ long BufFileTable::HandOver(Slot& slot) {
     }
     std::swap(slot.buffer, slot.spare);
     slot.behind->Start({slot.spare.get(), slot.count});
+    slot.writeEnd += static_cast<int64_t>(slot.count);
     return static_cast<long>(slot.count);
 }
 
 long BufFileTable::BufFileFlush(BufFile slot) {
     Slot* s = Valid(slot);
     if (s == nullptr) {
+        return -1;
+    }
+    if (s->lost) {
+        s->status = kStatusError;
         return -1;
     }
     EnsureBuffer(*s);
@@ -610,6 +618,7 @@ void BufFileTable::BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origi
     std::fseek(s->file.get(), static_cast<long>(offset), whence);
     const long now = std::ftell(s->file.get());
     s->readEnd = now < 0 ? 0 : now;
+    s->writeEnd = s->readEnd;
     s->count = 0;
     s->position = 0;
     s->previousRead = -1;
@@ -631,12 +640,12 @@ void BufFileTable::BufFileRestore(BufFile slot, const BufReadMark& mark) {
     }
 }
 
-int64_t BufFileTable::BufFileWriteEnd(BufFile slot) {
-    Slot* s = Valid(slot);
-    if (s == nullptr || s->mode != 2 || BufFileFlush(slot) < 0 || !SettleWriteBehind(*s)) {
+int64_t BufFileTable::BufFileWritePosition(BufFile slot) const {
+    const Slot* s = Valid(slot);
+    if (s == nullptr || s->mode != 2) {
         return -1;
     }
-    return std::ftell(s->file.get());
+    return s->writeEnd + static_cast<int64_t>(s->count);
 }
 
 int64_t BufFileTable::BufFileSize(BufFile slot) const {

@@ -114,9 +114,9 @@ public:
     // Bytes handed to the system, 0 when the buffer was empty, -1 on error.
     long BufFileFlush(BufFile slot);
     void BufFileSeek(BufFile slot, int64_t offset, BufSeekOrigin origin);
-    // The offset just past the last byte written to a file open for writing, once what waits
-    // has reached the system; -1 when that fails.
-    int64_t BufFileWriteEnd(BufFile slot);
+    // The offset the next byte written to a file open for writing goes to, without waiting for
+    // what is on its way to the system; -1 for any other file.
+    int64_t BufFileWritePosition(BufFile slot) const;
     // The read position of a file opened for reading; an invalid slot gives offset -1.
     BufReadMark BufFileMark(BufFile slot) const;
     void BufFileRestore(BufFile slot, const BufReadMark& mark);
@@ -149,7 +149,9 @@ private:
         int lastOperation = 0;  // 8 read, 4 write
         int previousRead = -1;
         int previousWritten = -1;
-        int64_t readEnd = 0;  // file offset just past the bytes fetched into the buffer
+        int64_t readEnd = 0;   // file offset just past the bytes fetched into the buffer
+        int64_t writeEnd = 0;  // file offset just past the bytes handed to the system
+        bool lost = false;     // a write failed: every later flush and the close fail too
         std::string name;
         int largeFlushes = 0;                 // flushes of a well-filled buffer
         std::unique_ptr<char[]> spare;        // the buffer being written behind

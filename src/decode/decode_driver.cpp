@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "codec/alphabets.h"
 #include "codec/quoted_printable.h"
@@ -140,6 +141,8 @@ private:
     // Files.
     bool CloseOutput();
     void CloseOutputQuietly();
+    // Closes the assembly; false when data written to it was lost.
+    bool CloseAssembled();
     void CloseDecodeFilesHere(bool withInput);
     void Rewind();
     int Finish(int result);
@@ -164,6 +167,9 @@ private:
     BufFile input_;
     BufFile output_ = kNoBufFile;
     int writingPart_ = 0;  // the part of a multi-part file output_ takes, 0 for none
+    // The parts' assembly stays open from one part to the next: a part that follows the one
+    // before it goes on in the same buffer, and the buffers are written behind.
+    BufFile assembled_ = kNoBufFile;
     int ask_;
 
     // Kept from pass to pass.
@@ -249,6 +255,7 @@ std::optional<int> DecodeRun::StartPass() {
     job.CurrentFileFormat = kFormatToBeDetermined;
     SetDecodeState(LOOKFORHEADERTYPE);
     ClearPartTable(app_.parts);
+    CloseAssembled();
     decode.assembly.Discard();
     ClearDeferredPartSums(decode.deferredSums);
     decode.mimeBoundaries.clear();
@@ -736,13 +743,19 @@ bool DecodeRun::OpenAssembledOutput() {
     if (offset < 0) {
         return false;
     }
-    const BufFile output = app_.files.BufFileOpen(assembly.Path(), BufOpenMode::Update, BF_TEXT);
-    if (output < 0) {
-        return false;
+    if (assembled_ == kNoBufFile) {
+        const BufFile output =
+            app_.files.BufFileOpen(assembly.Path(), BufOpenMode::Update, BF_TEXT);
+        if (output < 0) {
+            return false;
+        }
+        assembled_ = output;
     }
-    app_.files.BufFileSeek(output, offset, BufSeekOrigin::Begin);
+    if (app_.files.BufFileWritePosition(assembled_) != offset) {
+        app_.files.BufFileSeek(assembled_, offset, BufSeekOrigin::Begin);
+    }
     assembly.Started(headerPart_, offset);
-    output_ = output;
+    output_ = assembled_;
     writingPart_ = headerPart_;
     return true;
 }
@@ -752,7 +765,7 @@ void DecodeRun::NotePartLength() {
         PartAssembly& assembly = app_.decode.assembly;
         // A part of its own begins its file.
         const int64_t start = assembly.Holds(writingPart_) ? assembly.OffsetOf(writingPart_) : 0;
-        const int64_t end = app_.files.BufFileWriteEnd(output_);
+        const int64_t end = app_.files.BufFileWritePosition(output_);
         assembly.Finished(writingPart_, end < 0 ? -1 : end - start);
     }
     writingPart_ = 0;
@@ -1433,6 +1446,11 @@ void DecodeRun::DiagnoseBeginAndEnd() {
 }
 
 int DecodeRun::FinishCleanly() {
+    if (!CloseAssembled()) {
+        ReportWriteFailure();
+        CloseDecodeFilesHere(true);
+        return Finish(kResultReported);
+    }
     const int result = JoinParts(app_, app_.parts.JobPartCount, ask_, kJoinDecode);
     if (result == kResultDone) {
         NoteOutputMade();
@@ -1521,11 +1539,21 @@ bool DecodeRun::CloseOutput() {
     NotePartLength();
     const BufFile output = output_;
     output_ = kNoBufFile;
-    if (app_.files.BufFileClose(output)) {
+    // A loss in the assembly shows at a later part or before the join.
+    if (output == assembled_ || app_.files.BufFileClose(output)) {
         return true;
     }
     ReportWriteFailure();
     return false;
+}
+
+bool DecodeRun::CloseAssembled() {
+    if (output_ == assembled_) {
+        NotePartLength();
+        output_ = kNoBufFile;
+    }
+    const BufFile assembled = std::exchange(assembled_, kNoBufFile);
+    return assembled == kNoBufFile || app_.files.BufFileClose(assembled);
 }
 
 void DecodeRun::ReportWriteFailure() {
@@ -1539,13 +1567,14 @@ void DecodeRun::ReportWriteFailure() {
 
 void DecodeRun::CloseOutputQuietly() {
     NotePartLength();
-    if (output_ != kNoBufFile) {
+    if (output_ != kNoBufFile && output_ != assembled_) {
         app_.files.BufFileClose(output_);
-        output_ = kNoBufFile;
     }
+    output_ = kNoBufFile;
 }
 
 void DecodeRun::CloseDecodeFilesHere(bool withInput) {
+    CloseAssembled();
     if (withInput) {
         SettleAwaitedPartSums(app_);
     }
@@ -1565,6 +1594,7 @@ void DecodeRun::Rewind() {
 // file of the same name that was there before.
 int DecodeRun::Finish(int result) {
     CloseOutputQuietly();
+    CloseAssembled();
     // Whatever the join did not make the output is of no more use.
     app_.decode.assembly.Discard();
     if (input_ != kNoBufFile) {

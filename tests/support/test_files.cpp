@@ -1,6 +1,9 @@
 #include "support/test_files.h"
 
+#include <sys/resource.h>
+
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -42,6 +45,27 @@ ScopedEnv::~ScopedEnv() {
     } else {
         ::unsetenv(name_.c_str());  // NOLINT(concurrency-mt-unsafe)
     }
+}
+
+FileSizeLimit::FileSizeLimit(uint64_t bytes) {
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) != 0 || limit.rlim_max < bytes) {
+        return;
+    }
+    oldSoft_ = limit.rlim_cur;
+    oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
+    limit.rlim_cur = bytes;
+    active_ = ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+}
+
+FileSizeLimit::~FileSizeLimit() {
+    rlimit limit{};
+    if (!active_ || ::getrlimit(RLIMIT_FSIZE, &limit) != 0) {
+        return;
+    }
+    limit.rlim_cur = oldSoft_;
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, oldHandler_);
 }
 
 void WriteFile(const std::string& path, std::string_view bytes) {

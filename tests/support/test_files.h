@@ -1,5 +1,6 @@
 // Files for tests: a temporary directory removed with its contents, whole-file reads and
-// writes, repeatable pseudo-random data and an environment variable set for one scope.
+// writes, repeatable pseudo-random data, and an environment variable or a file size limit set for
+// one scope.
 #pragma once
 
 #include <cstdint>
@@ -36,6 +37,22 @@ public:
 private:
     std::string name_;
     std::optional<std::string> old_;
+};
+
+// Limits the size of the files the process writes until the object goes (a write past it fails
+// with EFBIG instead of raising SIGXFSZ), then puts the old limit back.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(uint64_t bytes);
+    ~FileSizeLimit();
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+    bool Active() const { return active_; }
+
+private:
+    uint64_t oldSoft_ = 0;
+    void (*oldHandler_)(int) = nullptr;  // SIGXFSZ's
+    bool active_ = false;
 };
 
 void WriteFile(const std::string& path, std::string_view bytes);
