@@ -220,8 +220,8 @@ void BM_BinHexCrcBlock(benchmark::State& state) {
 }
 
 // A checksum over random bytes on the path range(0) names: "sum -r" one step at a time (scalar)
-// or sixteen (AVX2); yEnc's CRC-32 by the tables alone (scalar) or folding where the processor
-// has it.
+// or sixteen (AVX2); yEnc's CRC-32 by the tables alone (scalar) or folding 64 bytes at a time
+// (AVX2, with SSE4.1's carry-less multiplication) or 256 (AVX-512).
 template <uint32_t (*Checksum)(std::span<const unsigned char>, uint32_t)>
 void BM_ChecksumOnPath(benchmark::State& state) {
     mandrel::UseKernelPath(static_cast<mandrel::KernelPath>(state.range(0)));
@@ -244,8 +244,9 @@ void BM_Crc32(benchmark::State& state) {
 }
 
 // yEnc lines of 128 characters with CR LF, escapes where encoders put them, decoded in runs
-// from 32 KiB windows as the decoder meets them in its read buffer.
+// from 32 KiB windows as the decoder meets them in its read buffer, on the path range(0) names.
 void BM_DecodeYEncLines(benchmark::State& state) {
+    mandrel::UseKernelPath(static_cast<mandrel::KernelPath>(state.range(0)));
     const std::vector<unsigned char> bytes = InputBytes();
     std::vector<unsigned char> text;
     std::size_t column = 0;
@@ -281,12 +282,14 @@ void BM_DecodeYEncLines(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(static_cast<int64_t>(decoded));
+    state.SetLabel(std::string(mandrel::KernelPathName(mandrel::ActiveKernelPath())));
+    mandrel::UseKernelPath(mandrel::BestKernelPath());
 }
 
 void EveryPathAndEncoding(benchmark::internal::Benchmark* b) {
     b->ArgNames({"path", "encoding"});
-    for (const auto path :
-         {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3, mandrel::KernelPath::Avx2}) {
+    for (const auto path : {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3,
+                            mandrel::KernelPath::Avx2, mandrel::KernelPath::Avx512}) {
         for (const int encoding : {mandrel::kEncodingUU, mandrel::kEncodingXX,
                                    mandrel::kEncodingMIME, mandrel::kEncodingBinHex}) {
             b->Args({static_cast<int64_t>(path), encoding});
@@ -296,8 +299,8 @@ void EveryPathAndEncoding(benchmark::internal::Benchmark* b) {
 
 void EveryPathLineEncoding(benchmark::internal::Benchmark* b) {
     b->ArgNames({"path", "encoding"});
-    for (const auto path :
-         {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3, mandrel::KernelPath::Avx2}) {
+    for (const auto path : {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3,
+                            mandrel::KernelPath::Avx2, mandrel::KernelPath::Avx512}) {
         for (const int encoding :
              {mandrel::kEncodingUU, mandrel::kEncodingXX, mandrel::kEncodingMIME}) {
             b->Args({static_cast<int64_t>(path), encoding});
@@ -310,8 +313,8 @@ BENCHMARK(BM_DecodeGroups)->Apply(EveryPathAndEncoding);
 BENCHMARK(BM_DecodeLineRun)->Apply(EveryPathLineEncoding);
 BENCHMARK(BM_BinHexCrcBlock);
 BENCHMARK(BM_SumRBlock)->ArgName("path")->Arg(0)->Arg(2);
-BENCHMARK(BM_Crc32)->ArgName("path")->Arg(0)->Arg(2);
-BENCHMARK(BM_DecodeYEncLines);
+BENCHMARK(BM_Crc32)->ArgName("path")->Arg(0)->Arg(2)->Arg(3);
+BENCHMARK(BM_DecodeYEncLines)->ArgName("path")->Arg(0)->Arg(2)->Arg(3);
 
 BENCHMARK(BM_EncodeLineText)
     ->ArgNames({"encoding", "sums"})

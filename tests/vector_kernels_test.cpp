@@ -218,7 +218,8 @@ TEST_P(EveryVectorPath, SumRMatchesTheStepByStepChain) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Paths, EveryVectorPath,
-                         ::testing::Values(KernelPath::Scalar, KernelPath::Ssse3, KernelPath::Avx2),
+                         ::testing::Values(KernelPath::Scalar, KernelPath::Ssse3, KernelPath::Avx2,
+                                           KernelPath::Avx512),
                          [](const ::testing::TestParamInfo<KernelPath>& info) {
                              return std::string(KernelPathName(info.param));
                          });

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -112,21 +113,28 @@ uint32_t BitwiseCrc32(std::string_view bytes) {
     return ~crc;
 }
 
-// The folding path and the tables against the definition, on every length around the folds'
-// widths and from any point on.
+// Each folding path (or the best below it) and the tables against the definition, on every
+// length around the folds' widths (16, 64 and 256 bytes) and from any point on.
 TEST(YEnc, Crc32RunsOnFromAnyPoint) {
-    EXPECT_EQ(Crc32(test::Bytes("123456789")), 0xCBF43926U);
-    EXPECT_EQ(Crc32({}), 0U);
     const std::string data = test::RandomBytes(3, 3000);
     const std::string_view all(data);
+    for (const KernelPath path : {KernelPath::Avx2, KernelPath::Avx512}) {
+        UseKernelPath(path);
+        EXPECT_EQ(Crc32(test::Bytes("123456789")), 0xCBF43926U);
+        EXPECT_EQ(Crc32({}), 0U);
+        for (std::size_t size = 0; size <= 1100; ++size) {
+            const std::string_view view = all.substr(size, size);
+            ASSERT_EQ(Crc32(test::Bytes(view)), BitwiseCrc32(view)) << size;
+        }
+        for (const std::size_t split : {0UL, 1UL, 15UL, 16UL, 17UL, 64UL, 333UL, 3000UL}) {
+            const uint32_t first = Crc32(test::Bytes(all.substr(0, split)));
+            EXPECT_EQ(Crc32(test::Bytes(all.substr(split)), first), BitwiseCrc32(all)) << split;
+        }
+    }
+    UseKernelPath(BestKernelPath());
     for (std::size_t size = 0; size <= 300; ++size) {
         const std::string_view view = all.substr(size, size);
-        ASSERT_EQ(Crc32(test::Bytes(view)), BitwiseCrc32(view)) << size;
         ASSERT_EQ(Crc32ByTables(test::Bytes(view)), BitwiseCrc32(view)) << size;
-    }
-    for (const std::size_t split : {0UL, 1UL, 15UL, 16UL, 17UL, 64UL, 333UL, 3000UL}) {
-        const uint32_t first = Crc32(test::Bytes(all.substr(0, split)));
-        EXPECT_EQ(Crc32(test::Bytes(all.substr(split)), first), BitwiseCrc32(all)) << split;
     }
 }
 
@@ -174,9 +182,11 @@ std::string AwkwardYEncText(unsigned seed, bool wellFormed = false) {
 // From every line start, with room for long lines and for short ones: the runs take whole
 // lines, stop before keyword lines and give what the reference gives for the text they took.
 TEST(YEnc, RunsOfLinesMatchTheReferenceDecoder) {
+    // Each vector path (or the best below it that this processor has), and the scalar one.
+    constexpr std::array kPaths = {KernelPath::Ssse3, KernelPath::Avx512, KernelPath::Scalar,
+                                   KernelPath::Avx512};
     for (const unsigned seed : {1U, 2U, 3U, 4U}) {
-        // The scalar path and the best one.
-        UseKernelPath(seed % 2 == 0 ? KernelPath::Scalar : BestKernelPath());
+        UseKernelPath(kPaths[seed - 1]);
         const std::string text = AwkwardYEncText(seed);
         const std::span<const unsigned char> bytes = test::Bytes(text);
         for (std::size_t at = 0; at < text.size(); ++at) {

@@ -287,6 +287,14 @@ const PairTable* PairTableFor(std::string_view alphabet) {
 
 KernelPath DetectKernelPath() {
     __builtin_cpu_init();
+    // The builtin takes only literal names.
+    const bool avx512 =
+        __builtin_cpu_supports("avx512f") != 0 && __builtin_cpu_supports("avx512bw") != 0 &&
+        __builtin_cpu_supports("avx512vl") != 0 && __builtin_cpu_supports("avx512vbmi2") != 0 &&
+        __builtin_cpu_supports("vpclmulqdq") != 0 && __builtin_cpu_supports("popcnt") != 0;
+    if (avx512) {
+        return KernelPath::Avx512;
+    }
     if (__builtin_cpu_supports("avx2") != 0) {
         return KernelPath::Avx2;
     }
@@ -592,6 +600,8 @@ KernelPath UseKernelPath(KernelPath path) {
 
 std::string_view KernelPathName(KernelPath path) {
     switch (path) {
+        case KernelPath::Avx512:
+            return "avx512";
         case KernelPath::Avx2:
             return "avx2";
         case KernelPath::Ssse3:
@@ -628,7 +638,7 @@ bool DecodeGroups(const DecodeTable& table, const unsigned char* in, std::size_t
 #if defined(MANDREL_X86_KERNELS)
     if (const RunBytes* runs = DecodeRunsFor(table); runs != nullptr) {
         const KernelPath path = ActiveKernelPath();
-        if (path == KernelPath::Avx2 && groups >= 8) {
+        if (path >= KernelPath::Avx2 && groups >= 8) {
             return DecodeGroupsAvx2(*runs, in, groups, out);
         }
         if (path != KernelPath::Scalar && groups >= 4 &&
@@ -660,7 +670,7 @@ std::size_t DecodeSameLines(const DecodeTable& table, const SameLines& shape,
         return 0;
     }
     const KernelPath path = ActiveKernelPath();
-    if (path == KernelPath::Avx2 && shape.groups >= 8) {
+    if (path >= KernelPath::Avx2 && shape.groups >= 8) {
         return SameLinesLoop(*runs, DecodeGroupsAvx2, shape, text, out, mostLines, state);
     }
     if (path != KernelPath::Scalar && shape.groups >= 4) {
@@ -701,7 +711,7 @@ void EncodeGroups(std::string_view alphabet, const unsigned char* in, std::size_
         const KernelPath path = ActiveKernelPath();
         std::size_t tail = 0;
         std::size_t done = groups;
-        if (path == KernelPath::Avx2 && groups >= 10) {
+        if (path >= KernelPath::Avx2 && groups >= 10) {
             done = EncodeGroupsAvx2(*runs, in, groups, out);
             tail = 8;
         } else if (path != KernelPath::Scalar && groups >= 6 && runs->count <= kMostNarrowRuns) {

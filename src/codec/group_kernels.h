@@ -2,6 +2,8 @@
 // alphabets: the inner loops of the encoders and decoders. Each operation has a scalar reference
 // and SSSE3 and AVX2 paths; the path is chosen once from what the processor can run, and can be
 // set lower, so that tests and the fuzz run can hold every vector path against the scalar one.
+// The AVX-512 path (with VBMI2's byte compression and 512-bit carry-less multiplication) takes
+// the groups as AVX2 does and has kernels of its own for yEnc and the CRC-32.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +14,7 @@
 
 namespace mandrel {
 
-enum class KernelPath { Scalar = 0, Ssse3 = 1, Avx2 = 2 };
+enum class KernelPath { Scalar = 0, Ssse3 = 1, Avx2 = 2, Avx512 = 3 };
 
 // The widest path this processor runs.
 KernelPath BestKernelPath();

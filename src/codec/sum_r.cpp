@@ -110,7 +110,7 @@ uint32_t SumRBlockScalar(std::span<const unsigned char> bytes, uint32_t sum) {
 
 uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum) {
 #if defined(MANDREL_X86_SUM)
-    if (bytes.size() >= kSumBlock && ActiveKernelPath() == KernelPath::Avx2) {
+    if (bytes.size() >= kSumBlock && ActiveKernelPath() >= KernelPath::Avx2) {
         const std::size_t blocks = bytes.size() / kSumBlock;
         sum = SumRBlocksAvx2(bytes.data(), blocks, static_cast<uint16_t>(sum));
         bytes = bytes.subspan(blocks * kSumBlock);

@@ -258,6 +258,61 @@ __attribute__((target("ssse3,popcnt"))) YEncRun TakeLinesSsse3(const unsigned ch
     return run;
 }
 
+// As TakeLinesSsse3, sixty-four bytes a step: the kept bytes packed by one compression.
+__attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2,popcnt"))) YEncRun TakeLinesAvx512(
+    const unsigned char* in, std::size_t size, unsigned char* out, std::size_t outSize,
+    std::size_t room, bool afterCr) {
+    YEncRun run;
+    run.afterCr = afterCr;
+    std::size_t lineStart = afterCr && size > 0 && in[0] == '\n' ? 1 : 0;
+    if (!LineMayStart(in, size, lineStart) || outSize < room) {
+        return run;
+    }
+    const __m512i equals = _mm512_set1_epi8(static_cast<char>(kEscape));
+    const __m512i cr = _mm512_set1_epi8('\r');
+    const __m512i lf = _mm512_set1_epi8('\n');
+    const __m512i offset = _mm512_set1_epi8(42);
+    const __m512i escapedOffset = _mm512_set1_epi8(64);
+    uint64_t carry = 0;
+    std::size_t produced = 0;
+    for (std::size_t i = 0; i + 64 <= size && produced + 64 <= outSize; i += 64) {
+        const __m512i c = _mm512_loadu_si512(in + i);
+        const uint64_t escapes = _mm512_cmpeq_epi8_mask(c, equals);
+        const uint64_t ends = _mm512_cmpeq_epi8_mask(c, cr) | _mm512_cmpeq_epi8_mask(c, lf);
+        const uint64_t escaped = (escapes << 1) | carry;
+        if ((escapes & escaped) != 0) {
+            return run;
+        }
+        const uint64_t keep = ~(escapes | ends);
+        const __m512i values = _mm512_sub_epi8(c, offset);
+        const __m512i lowered = _mm512_mask_sub_epi8(values, escaped, values, escapedOffset);
+        _mm512_storeu_si512(out + produced, _mm512_maskz_compress_epi8(keep, lowered));
+        const std::size_t base = produced;
+        produced += static_cast<std::size_t>(__builtin_popcountll(keep));
+        carry = escapes >> 63;
+        for (uint64_t pending = ends; pending != 0; pending &= pending - 1) {
+            const auto bit = static_cast<unsigned>(__builtin_ctzll(pending));
+            const std::size_t end = i + bit;
+            if (end < lineStart) {
+                continue;  // the LF of a CR LF pair
+            }
+            if (end - lineStart >= room) {
+                return run;
+            }
+            run.consumed = end + 1;
+            run.produced = base + static_cast<std::size_t>(
+                                      __builtin_popcountll(keep & ((uint64_t{2} << bit) - 1U)));
+            ++run.lines;
+            run.afterCr = in[end] == '\r';
+            lineStart = end + 1 + (run.afterCr && end + 1 < size && in[end + 1] == '\n' ? 1 : 0);
+            if (!LineMayStart(in, size, lineStart) || outSize - run.produced < room) {
+                return run;
+            }
+        }
+    }
+    return run;
+}
+
 bool HasSsse3() {
     static const bool has = [] {
         __builtin_cpu_init();
@@ -415,9 +470,10 @@ void TakeLinesAtOnce(std::span<const unsigned char> text, std::span<unsigned cha
     if (ActiveKernelPath() == KernelPath::Scalar || !HasSsse3() || run.produced > out.size()) {
         return;
     }
+    const auto take = ActiveKernelPath() == KernelPath::Avx512 ? TakeLinesAvx512 : TakeLinesSsse3;
     const YEncRun more =
-        TakeLinesSsse3(text.data() + run.consumed, text.size() - run.consumed,
-                       out.data() + run.produced, out.size() - run.produced, room, run.afterCr);
+        take(text.data() + run.consumed, text.size() - run.consumed, out.data() + run.produced,
+             out.size() - run.produced, room, run.afterCr);
     if (more.lines > 0) {
         run.consumed += more.consumed;
         run.produced += more.produced;

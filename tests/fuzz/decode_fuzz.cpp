@@ -33,12 +33,12 @@ const fs::path& WorkDirectory() {
 
 }  // namespace
 
-// MANDREL_KERNEL_PATH (scalar, ssse3, avx2) holds the group kernels to one path for the run, so
+// MANDREL_KERNEL_PATH (scalar, ssse3, avx2, avx512) holds the kernels to one path for the run, so
 // that every path meets the same hostile inputs.
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     if (const char* wanted = std::getenv("MANDREL_KERNEL_PATH"); wanted != nullptr) {
-        for (const auto path :
-             {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3, mandrel::KernelPath::Avx2}) {
+        for (const auto path : {mandrel::KernelPath::Scalar, mandrel::KernelPath::Ssse3,
+                                mandrel::KernelPath::Avx2, mandrel::KernelPath::Avx512}) {
             if (mandrel::KernelPathName(path) == wanted) {
                 mandrel::UseKernelPath(path);
             }
