@@ -100,6 +100,71 @@ __attribute__((target("avx2"))) uint16_t SumRBlocksAvx2(const unsigned char* p, 
     return sum;
 }
 
+// The AVX-512 path keeps the same prefix in sixteen 16-bit lanes, each addition modulo 65535
+// done as an end-around carry (0 stays the true zero, a positive multiple becomes 0xFFFF), and
+// goes through a chunk in two passes: the blocks' prefixes first, free of the chain, then the
+// chain through them. The branch that sends a block the slow way then hangs on little work, so
+// that a wrong guess throws little away (taken in one pass, the guesses cost more than the
+// blocks themselves).
+//
+// The test is exact too. A lane rotates its A[n] back to the state after step n, assuming no
+// overflow so far; that state is at least the step's byte b[n] without an overflow (it is the
+// rotated state before plus b[n]) and at most b[n] with one (the true sum plus one, below the
+// byte). A lane flags state <= b[n]: every first overflow, and otherwise only a step from state 0.
+constexpr std::size_t kChunkBlocks = 128;
+
+#define MANDREL_AVX512_SUM __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2")))
+
+MANDREL_AVX512_SUM __m256i EndAroundAdd(__m256i x, __m256i y) {
+    const __m256i sum = _mm256_add_epi16(x, y);
+    const __mmask16 carried = _mm256_cmplt_epu16_mask(sum, x);
+    return _mm256_mask_sub_epi16(sum, carried, sum, _mm256_set1_epi16(-1));
+}
+
+MANDREL_AVX512_SUM __m256i SixteenBytes(const unsigned char* p) {
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+
+// b[k] * 2^(k mod 16) summed for k = 1..n in lane n - 1, modulo 65535.
+MANDREL_AVX512_SUM __m256i BlockPrefix(const unsigned char* p) {
+    const __m256i steps = _mm256_setr_epi16(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0);
+    const __m256i b = SixteenBytes(p);
+    __m256i x = _mm256_shldv_epi16(b, b, steps);  // rotated left: times 2^n
+    x = EndAroundAdd(x, _mm256_bslli_epi128(x, 2));
+    x = EndAroundAdd(x, _mm256_bslli_epi128(x, 4));
+    x = EndAroundAdd(x, _mm256_bslli_epi128(x, 8));
+    return EndAroundAdd(x, _mm256_maskz_permutexvar_epi16(0xFF00, _mm256_set1_epi16(7), x));
+}
+
+MANDREL_AVX512_SUM uint16_t SumRBlocksAvx512(const unsigned char* p, std::size_t blocks,
+                                             uint16_t sum) {
+    const __m256i steps = _mm256_setr_epi16(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0);
+    // Written before it is read; not cleared, as SumRText comes here for every 4 KiB.
+    alignas(32) std::array<std::array<uint16_t, kSumBlock>, kChunkBlocks> prefixes;  // NOLINT
+    while (blocks > 0) {
+        const std::size_t chunk = std::min(blocks, kChunkBlocks);
+        for (std::size_t k = 0; k < chunk; ++k) {
+            _mm256_store_si256(reinterpret_cast<__m256i*>(prefixes[k].data()),
+                               BlockPrefix(p + kSumBlock * k));
+        }
+        for (std::size_t k = 0; k < chunk; ++k, p += kSumBlock) {
+            const __m256i prefix =
+                _mm256_load_si256(reinterpret_cast<const __m256i*>(prefixes[k].data()));
+            const __m256i a = EndAroundAdd(prefix, _mm256_set1_epi16(static_cast<short>(sum)));
+            const __m256i states = _mm256_shrdv_epi16(a, a, steps);  // rotated back
+            if (_mm256_cmple_epu16_mask(states, SixteenBytes(p)) == 0) {
+                // Two 16-bit values: one fold is enough, and the chain waits for each.
+                const uint32_t total = uint32_t{sum} + prefixes[k][kSumBlock - 1];
+                sum = static_cast<uint16_t>((total & 0xFFFFU) + (total >> 16));
+            } else {
+                sum = SumRSteps(p, kSumBlock, sum);
+            }
+        }
+        blocks -= chunk;
+    }
+    return sum;
+}
+
 #endif
 
 }  // namespace
@@ -110,9 +175,11 @@ uint32_t SumRBlockScalar(std::span<const unsigned char> bytes, uint32_t sum) {
 
 uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum) {
 #if defined(MANDREL_X86_SUM)
-    if (bytes.size() >= kSumBlock && ActiveKernelPath() >= KernelPath::Avx2) {
+    const KernelPath path = ActiveKernelPath();
+    if (bytes.size() >= kSumBlock && path >= KernelPath::Avx2) {
         const std::size_t blocks = bytes.size() / kSumBlock;
-        sum = SumRBlocksAvx2(bytes.data(), blocks, static_cast<uint16_t>(sum));
+        const auto kernel = path == KernelPath::Avx512 ? SumRBlocksAvx512 : SumRBlocksAvx2;
+        sum = kernel(bytes.data(), blocks, static_cast<uint16_t>(sum));
         bytes = bytes.subspan(blocks * kSumBlock);
     }
 #endif

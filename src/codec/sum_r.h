@@ -32,8 +32,8 @@ constexpr uint32_t SumRAddText(uint32_t sum, std::string_view text) {
     return sum;
 }
 
-// The steps for every byte of a block: sixteen at a time on the AVX2 path, where that is the
-// active kernel path (see group_kernels.h), else one by one.
+// The steps for every byte of a block: sixteen at a time on the AVX2 and AVX-512 paths, where
+// one is the active kernel path (see group_kernels.h), else one by one.
 uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum);
 // The same one step at a time whatever the path: the reference the vector path is held to.
 uint32_t SumRBlockScalar(std::span<const unsigned char> bytes, uint32_t sum);
