@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cstring>
 
@@ -201,6 +202,36 @@ bool LineMayStart(const unsigned char* in, std::size_t size, std::size_t at) {
            !(in[at] == '.' && in[at + 1] == '.');
 }
 
+// The line ends of one block of the one-pass way, bit k of `ends` standing for in[i + k] and of
+// `keep` for a byte it kept, its bytes packed from out[base] on: the run takes each line that
+// ends there. False when the run stops at one (a line longer than `room`, a next line a run may
+// not take, or too little of out left).
+inline bool TakeLineEnds(const unsigned char* in, std::size_t size, std::size_t i, uint64_t ends,
+                         uint64_t keep, std::size_t base, std::size_t outSize, std::size_t room,
+                         std::size_t& lineStart, YEncRun& run) {
+    for (uint64_t pending = ends; pending != 0; pending &= pending - 1) {
+        const auto bit = static_cast<unsigned>(std::countr_zero(pending));
+        const std::size_t end = i + bit;
+        if (end < lineStart) {
+            continue;  // the LF of a CR LF pair
+        }
+        if (end - lineStart >= room) {
+            return false;
+        }
+        // The line from lineStart is whole: the run may end after it.
+        run.consumed = end + 1;
+        run.produced =
+            base + static_cast<std::size_t>(std::popcount(keep & ((uint64_t{2} << bit) - 1U)));
+        ++run.lines;
+        run.afterCr = in[end] == '\r';
+        lineStart = end + 1 + (run.afterCr && end + 1 < size && in[end + 1] == '\n' ? 1 : 0);
+        if (!LineMayStart(in, size, lineStart) || outSize - run.produced < room) {
+            return false;
+        }
+    }
+    return true;
+}
+
 // Lines taken in one pass over sixteen-byte blocks: each block decoded and packed as in
 // DecodeRegionSsse3 while its line ends are found in the same masks, and the figures kept at
 // every line end, so that the run ends after the last whole line it may take. It stops where a
@@ -234,25 +265,8 @@ __attribute__((target("ssse3,popcnt"))) YEncRun TakeLinesSsse3(const unsigned ch
         const std::size_t base = produced;
         produced += PackBlock(c, escaped, keep, out + produced);
         carry = escapes >> 15;
-        for (unsigned pending = ends; pending != 0; pending &= pending - 1) {
-            const auto bit = static_cast<unsigned>(__builtin_ctz(pending));
-            const std::size_t end = i + bit;
-            if (end < lineStart) {
-                continue;  // the LF of a CR LF pair
-            }
-            if (end - lineStart >= room) {
-                return run;
-            }
-            // The line from lineStart is whole: the run may end after it.
-            run.consumed = end + 1;
-            run.produced =
-                base + static_cast<std::size_t>(__builtin_popcount(keep & ((2U << bit) - 1U)));
-            ++run.lines;
-            run.afterCr = in[end] == '\r';
-            lineStart = end + 1 + (run.afterCr && end + 1 < size && in[end + 1] == '\n' ? 1 : 0);
-            if (!LineMayStart(in, size, lineStart) || outSize - run.produced < room) {
-                return run;
-            }
+        if (!TakeLineEnds(in, size, i, ends, keep, base, outSize, room, lineStart, run)) {
+            return run;
         }
     }
     return run;
@@ -290,24 +304,8 @@ __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2,popcnt"))) YEncRun 
         const std::size_t base = produced;
         produced += static_cast<std::size_t>(__builtin_popcountll(keep));
         carry = escapes >> 63;
-        for (uint64_t pending = ends; pending != 0; pending &= pending - 1) {
-            const auto bit = static_cast<unsigned>(__builtin_ctzll(pending));
-            const std::size_t end = i + bit;
-            if (end < lineStart) {
-                continue;  // the LF of a CR LF pair
-            }
-            if (end - lineStart >= room) {
-                return run;
-            }
-            run.consumed = end + 1;
-            run.produced = base + static_cast<std::size_t>(
-                                      __builtin_popcountll(keep & ((uint64_t{2} << bit) - 1U)));
-            ++run.lines;
-            run.afterCr = in[end] == '\r';
-            lineStart = end + 1 + (run.afterCr && end + 1 < size && in[end + 1] == '\n' ? 1 : 0);
-            if (!LineMayStart(in, size, lineStart) || outSize - run.produced < room) {
-                return run;
-            }
+        if (!TakeLineEnds(in, size, i, ends, keep, base, outSize, room, lineStart, run)) {
+            return run;
         }
     }
     return run;
