@@ -56,6 +56,9 @@ FileSizeLimit::FileSizeLimit(uint64_t bytes) {
     oldHandler_ = std::signal(SIGXFSZ, SIG_IGN);
     limit.rlim_cur = bytes;
     active_ = ::setrlimit(RLIMIT_FSIZE, &limit) == 0;
+    if (!active_) {
+        std::signal(SIGXFSZ, oldHandler_);
+    }
 }
 
 FileSizeLimit::~FileSizeLimit() {
