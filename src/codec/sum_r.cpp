@@ -187,9 +187,11 @@ uint32_t SumRBlock(std::span<const unsigned char> bytes, uint32_t sum) {
 }
 
 uint32_t SumRText(std::span<const char> text, uint32_t sum, bool& afterCr) {
-    // Line ends are few: the text between them goes through SumRBlock in pieces of a buffer.
+    // Line ends are few: the text between them goes through SumRBlock in pieces of a buffer
+    // (written before it is read, so not cleared), and a long stretch without a CR from where
+    // it lies.
     constexpr std::size_t kPiece = 4096;
-    std::array<unsigned char, kPiece> piece{};
+    std::array<unsigned char, kPiece> piece;  // NOLINT(cppcoreguidelines-pro-type-member-init)
     std::size_t length = 0;
     const auto flush = [&] {
         sum = SumRBlock(std::span(piece).first(length), sum);
@@ -201,6 +203,11 @@ uint32_t SumRText(std::span<const char> text, uint32_t sum, bool& afterCr) {
         const auto* cr = static_cast<const char*>(std::memchr(&text[i], '\r', text.size() - i));
         const std::size_t end =
             cr == nullptr ? text.size() : static_cast<std::size_t>(cr - text.data());
+        if (end - i >= kPiece) {
+            flush();
+            sum = SumRBlock({reinterpret_cast<const unsigned char*>(&text[i]), end - i}, sum);
+            i = end;
+        }
         while (i < end) {
             const std::size_t take = std::min(end - i, kPiece - length);
             std::memcpy(&piece[length], &text[i], take);
