@@ -70,8 +70,9 @@ void DiscardOutput(DecodeContext& app, BufFile output) {
     }
 }
 
-// Closes the output just made (empty) and opens the assembly in its stead; false leaves the
-// output open for copying into.
+// Closes and removes the output just made (empty) and opens the assembly in its stead, to be
+// renamed onto the free name at the end (over a file, ext4 would write the whole assembly out
+// at once); false leaves the output open for copying into.
 bool SwitchToAssembly(DecodeContext& app, BufFile& output) {
     const BufFile assembled =
         app.files.BufFileOpen(app.decode.assembly.Path(), BufOpenMode::Update, BF_TEXT);
@@ -79,6 +80,7 @@ bool SwitchToAssembly(DecodeContext& app, BufFile& output) {
         return false;
     }
     app.files.BufFileClose(output);
+    RemoveOutputFile(app.job.JobOutputPath);
     output = assembled;
     return true;
 }
@@ -191,10 +193,9 @@ int JoinParts(DecodeContext& app, int total, int interactive, int mode) {
     bool inPlace = false;
     auto fail = [&](BufFile output, int result) {
         if (inPlace) {
-            // The output was made empty and closed; the assembly goes with the driver's files.
+            // The output was made empty and removed; the assembly goes with the driver's files.
             app.files.BufFileClose(output);
             output = kNoBufFile;
-            RemoveOutputFile(app.job.JobOutputPath);
         }
         DiscardOutput(app, output);
         if (concatenate) {

@@ -141,9 +141,6 @@ bool PartAssembly::BecomeFile(const std::string& path, int64_t size) {
     if (ec) {
         return false;
     }
-    // Renamed onto a name that is free, not over the empty file: a file system that keeps data
-    // safe across a replacing rename (ext4) writes the whole file out at once for one.
-    std::filesystem::remove(path, ec);
     std::filesystem::rename(path_, path, ec);
     if (ec) {
         return false;

@@ -50,8 +50,8 @@ public:
 
     // Removes the file and forgets every part.
     void Discard();
-    // The file becomes `path`, the empty file the job made for its output, cut to `size` bytes;
-    // false when the system cannot rename it there (`path` may then be gone as well).
+    // The file becomes `path`, cut to `size` bytes; false (and nothing changed but the size)
+    // when the system cannot rename it there.
     bool BecomeFile(const std::string& path, int64_t size);
 
 private:
