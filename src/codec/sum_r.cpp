@@ -125,11 +125,15 @@ MANDREL_AVX512_SUM __m256i SixteenBytes(const unsigned char* p) {
     return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
 }
 
+// Lane n - 1 stands for step n of a block: it rotates by n mod 16.
+MANDREL_AVX512_SUM __m256i LaneSteps() {
+    return _mm256_setr_epi16(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0);
+}
+
 // b[k] * 2^(k mod 16) summed for k = 1..n in lane n - 1, modulo 65535.
 MANDREL_AVX512_SUM __m256i BlockPrefix(const unsigned char* p) {
-    const __m256i steps = _mm256_setr_epi16(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0);
     const __m256i b = SixteenBytes(p);
-    __m256i x = _mm256_shldv_epi16(b, b, steps);  // rotated left: times 2^n
+    __m256i x = _mm256_shldv_epi16(b, b, LaneSteps());  // rotated left: times 2^n
     x = EndAroundAdd(x, _mm256_bslli_epi128(x, 2));
     x = EndAroundAdd(x, _mm256_bslli_epi128(x, 4));
     x = EndAroundAdd(x, _mm256_bslli_epi128(x, 8));
@@ -138,7 +142,7 @@ MANDREL_AVX512_SUM __m256i BlockPrefix(const unsigned char* p) {
 
 MANDREL_AVX512_SUM uint16_t SumRBlocksAvx512(const unsigned char* p, std::size_t blocks,
                                              uint16_t sum) {
-    const __m256i steps = _mm256_setr_epi16(1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 0);
+    const __m256i steps = LaneSteps();
     // Written before it is read; not cleared, as SumRText comes here for every 4 KiB.
     alignas(32) std::array<std::array<uint16_t, kSumBlock>, kChunkBlocks> prefixes;  // NOLINT
     while (blocks > 0) {
